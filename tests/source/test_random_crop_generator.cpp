@@ -1,0 +1,218 @@
+// The candidate grid: sizes, positions, matching, lazy cells and copying out.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "ErrorFunnel.h"
+#include "RandomCropGenerator.h"
+
+namespace {
+
+using smartCrop::CropCell;
+using smartCrop::CropTable;
+using smartCrop::kAllIndices;
+using smartCrop::RandomCropGenerator;
+using smartCrop::RatioEntry;
+
+RandomCropGenerator MakeGenerator(uint64_t w, uint64_t h, std::vector<double> aspects,
+                                  std::vector<double> scales, uint32_t steps = 25) {
+    std::vector<RatioEntry> a, s;
+    for (double r : aspects) a.push_back({r, true});
+    for (double r : scales) s.push_back({r, true});
+    return RandomCropGenerator(w, h, a, s, steps);
+}
+
+TEST(RandomCropGenerator, WorkedExampleGivesItsCountsAndPositions) {
+    auto gen = MakeGenerator(1000, 800, {1.25}, {0.5});
+    const CropCell& cell = gen.BuildCell(0, 0);
+    ASSERT_EQ(cell.size(), 25u * 20u);
+    for (const auto& c : cell) {
+        ASSERT_EQ(c.right - c.left + 1, 500);
+        ASSERT_EQ(c.bottom - c.top + 1, 400);
+    }
+    // Horizontal position is the outer loop: 20 tops per left.
+    const int lefts[] = {0, 20, 41, 62};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(cell[i * 20].left, lefts[i]);
+    const int tops[] = {0, 21, 42};
+    for (int j = 0; j < 3; ++j) EXPECT_EQ(cell[j].top, tops[j]);
+    EXPECT_EQ(cell.back().left, 500);
+    EXPECT_EQ(cell.back().top, 400);
+    EXPECT_FALSE(cell[0].analysed);
+    EXPECT_EQ(cell[0].roiScore, 1.0);
+}
+
+TEST(RandomCropGenerator, GridShapes) {
+    // Scale 1 at the image's own aspect: one whole-image candidate.
+    auto whole = MakeGenerator(1000, 800, {1.25}, {1.0});
+    const CropCell& one = whole.BuildCell(0, 0);
+    ASSERT_EQ(one.size(), 1u);
+    EXPECT_EQ(one[0].left, 0);
+    EXPECT_EQ(one[0].right, 999);
+    EXPECT_EQ(one[0].top, 0);
+    EXPECT_EQ(one[0].bottom, 799);
+
+    // A range of 5 gives 6 positions, one pixel apart.
+    auto narrow = MakeGenerator(105, 100, {1.0}, {1.0});
+    const CropCell& six = narrow.BuildCell(0, 0);
+    ASSERT_EQ(six.size(), 6u);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(six[i].left, i);
+
+    // No horizontal room: one column of gridSteps positions.
+    auto column = MakeGenerator(800, 1000, {1.0}, {1.0});
+    const CropCell& col = column.BuildCell(0, 0);
+    ASSERT_EQ(col.size(), 25u);
+    for (const auto& c : col) EXPECT_EQ(c.left, 0);
+    EXPECT_EQ(col.back().top, 200);
+
+    // A crop that rounds to zero width has no candidate.
+    auto tiny = MakeGenerator(1000, 800, {0.0001, 0.0}, {0.001, 0.5});
+    EXPECT_TRUE(tiny.BuildCell(0, 0).empty());
+    EXPECT_TRUE(tiny.BuildCell(1, 1).empty());
+}
+
+TEST(RandomCropGenerator, ScaleAboveOneThrowsAndKeepsTheTable) {
+    auto gen = MakeGenerator(640, 480, {1.0}, {0.5, 1.5});
+    EXPECT_EQ(gen.BuildCell(0, 0).size(), 25u * 15u);  // 240 by 240 in 640 by 480
+    const size_t before = gen.Table()[0][0].size();
+    try {
+        gen.BuildAspectRow(0);
+        FAIL() << "expected a throw";
+    } catch (const char* text) {
+        EXPECT_STREQ(text, "RandomCropGenerator: error\n");
+    }
+    ASSERT_EQ(gen.Table()[0].size(), 2u);
+    EXPECT_EQ(gen.Table()[0][0].size(), before);
+    EXPECT_TRUE(gen.Table()[0][1].empty());
+
+    // Through the funnel it is code 1 with no text.
+    std::string lastError;
+    EXPECT_EQ(smartCrop::RunFunnelled(lastError, [&] { gen.BuildAll(); }), smartCrop::eUnexpected);
+    EXPECT_EQ(lastError, "");
+}
+
+TEST(RandomCropGenerator, MatchesWithinToleranceAndAppendsNewRatios) {
+    auto gen = MakeGenerator(1000, 500, {1.5}, {1.0});
+    const double tol = gen.MatchTolerance();
+    EXPECT_DOUBLE_EQ(tol, 0.001 / 1000);
+    gen.SetAspectRatio(1.5, false);
+    gen.SetAspectRatio(1.5 + tol / 2, false);
+    ASSERT_EQ(gen.GetAspectRatios().size(), 1u);
+    EXPECT_FALSE(gen.GetAspectRatios()[0].enabled);
+    gen.SetAspectRatio(1.5 + tol * 2, true);
+    ASSERT_EQ(gen.GetAspectRatios().size(), 2u);
+
+    uint32_t index = 99;
+    gen.CropsForAspect(1.5 + tol / 3, index);
+    EXPECT_EQ(index, 0u);
+    gen.CropsForAspect(0.75, index);
+    EXPECT_EQ(index, 2u);
+    ASSERT_EQ(gen.GetAspectRatios().size(), 3u);
+    EXPECT_TRUE(gen.GetAspectRatios()[2].enabled);
+    EXPECT_FALSE(gen.Table()[2][0].empty());
+
+    // An exact size finds or appends both its ratio and its scale.
+    uint32_t a = 0, s = 0;
+    const CropCell& cell = gen.CropsForSize(600, 400, a, s);
+    EXPECT_EQ(a, 0u);
+    EXPECT_EQ(s, 1u);
+    EXPECT_DOUBLE_EQ(gen.GetScaleRatios()[1].ratio, 0.8);
+    ASSERT_FALSE(cell.empty());
+    EXPECT_EQ(cell[0].right - cell[0].left + 1, 600);
+    EXPECT_EQ(cell[0].bottom - cell[0].top + 1, 400);
+    gen.CropsForSize(600, 400, a, s);
+    EXPECT_EQ(gen.GetScaleRatios().size(), 2u);
+    gen.CropsForSize(300, 300, a, s);
+    EXPECT_EQ(a, 3u);
+    EXPECT_EQ(s, 2u);
+    EXPECT_EQ(gen.GetAspectRatios().size(), 4u);
+}
+
+TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenCopyingOut) {
+    auto gen = MakeGenerator(400, 300, {1.0, 1.5, 0.75}, {1.0, 0.8});
+    gen.BuildAll();
+    const size_t cellSize = gen.Table()[1][1].size();
+    gen.SetAspectRatio(1.5, false);
+    gen.SetScaleRatio(1.0, false);
+    EXPECT_EQ(gen.Table()[1][1].size(), cellSize);  // the table is untouched
+
+    const auto& flat = gen.FlattenEnabled(kAllIndices);
+    EXPECT_EQ(flat.size(), gen.Table()[0][1].size() + gen.Table()[2][1].size());
+    EXPECT_TRUE(gen.FlattenEnabled(1).empty());
+
+    CropTable target(7);  // replaced, not appended to
+    gen.CopyEnabled(target, kAllIndices);
+    ASSERT_EQ(target.size(), 2u);  // disabled rows leave no gap
+    ASSERT_EQ(target[0].size(), 1u);
+    EXPECT_EQ(target[1][0].size(), gen.Table()[2][1].size());
+    EXPECT_EQ(target[1][0][0].right - target[1][0][0].left + 1,
+              gen.Table()[2][1][0].right - gen.Table()[2][1][0].left + 1);
+    gen.CopyEnabled(target, 1);
+    EXPECT_TRUE(target.empty());
+
+    try {
+        gen.CopyEnabled(target, 3);
+        FAIL() << "expected a range fault";
+    } catch (const Wefty::exception& e) {
+        EXPECT_EQ(e.code, smartCrop::eInvalidRequest);
+        EXPECT_STREQ(e.what(), "invalid Croprects start or end index");
+        EXPECT_EQ(e.line, 141u);
+        EXPECT_STREQ(e.file, "source/RandomCropGenerator");
+    }
+}
+
+TEST(RandomCropGenerator, EmptyRangesGiveEmptyResults) {
+    auto empty = MakeGenerator(400, 300, {}, {});
+    EXPECT_TRUE(empty.BuildAll().empty());
+    EXPECT_TRUE(empty.FlattenEnabled(kAllIndices).empty());
+    auto noScales = MakeGenerator(400, 300, {1.0, 2.0}, {});
+    noScales.BuildAll();
+    ASSERT_EQ(noScales.Table().size(), 2u);
+    EXPECT_TRUE(noScales.FlattenEnabled(kAllIndices).empty());
+    CropTable target;
+    noScales.CopyEnabled(target, kAllIndices);
+    ASSERT_EQ(target.size(), 2u);
+    EXPECT_TRUE(target[0].empty());
+}
+
+TEST(RandomCropGenerator, RepeatedBuildReturnsTheSameRecords) {
+    auto gen = MakeGenerator(640, 480, {1.0}, {0.7});
+    smartCrop::CropCell first = gen.BuildCell(0, 0);
+    gen.Table()[0][0][3].analysed = true;  // as if scored
+    const smartCrop::CropCell& again = gen.BuildCell(0, 0);
+    ASSERT_EQ(again.size(), first.size());
+    EXPECT_TRUE(again[3].analysed);
+    EXPECT_EQ(std::memcmp(&again[0], &first[0], sizeof(smartCrop::CropRect)), 0);
+}
+
+// Every candidate lies inside the image, a cell's candidates share one size,
+// and no cell exceeds gridSteps squared (from 2 steps on: a single step still
+// yields both ends of the range).
+TEST(RandomCropGenerator, PropertyCandidatesStayInsideWithTheCellsSize) {
+    std::mt19937 rng(12345);
+    std::uniform_int_distribution<int> side(1, 3000);
+    std::uniform_real_distribution<double> ratio(0.05, 20.0), scale(0.01, 1.0);
+    std::uniform_int_distribution<int> steps(2, 40);
+    for (int round = 0; round < 300; ++round) {
+        const uint64_t w = side(rng), h = side(rng);
+        const uint32_t n = steps(rng);
+        auto gen = MakeGenerator(w, h, {ratio(rng), ratio(rng)}, {scale(rng), scale(rng), 1.0}, n);
+        const auto& table = gen.BuildAll();
+        for (const auto& row : table) {
+            for (const auto& cell : row) {
+                ASSERT_LE(cell.size(), static_cast<size_t>(n) * n);
+                for (const auto& c : cell) {
+                    ASSERT_GE(c.left, 0);
+                    ASSERT_GE(c.top, 0);
+                    ASSERT_LT(static_cast<uint64_t>(c.right), w);
+                    ASSERT_LT(static_cast<uint64_t>(c.bottom), h);
+                    ASSERT_EQ(c.right - c.left, cell[0].right - cell[0].left);
+                    ASSERT_EQ(c.bottom - c.top, cell[0].bottom - cell[0].top);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
