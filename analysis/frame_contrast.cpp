@@ -1,0 +1,168 @@
+#include "frame_contrast.h"
+
+#include <cblas.h>
+#include <lapacke.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "vector_math.h"
+
+namespace smartCrop {
+
+FrameStrips frame_strips(int width, int height, float fraction) {
+    const int W = width, H = height;
+    const int B =
+        std::max(1, static_cast<int>(std::floor(static_cast<float>(std::min(W, H)) * fraction)));
+    const int hB = (H - 1 < B - 1) ? H : B;
+    const int wB = (W - 1 < B - 1) ? W : B;
+    FrameStrips s;
+    s.top = {0, 0, W - 1, hB - 1, hB * W};
+    const int bottomY = std::max(H - B, 0);
+    s.bottom = {0, bottomY, W - 1, H - 1, (H - bottomY) * W};
+    s.left = {0, 0, wB - 1, H - 1, wB * H};
+    const int rightX = std::max(W - B, 0);
+    s.right = {rightX, 0, W - 1, H - 1, (W - rightX) * H};
+    return s;
+}
+
+namespace {
+
+// Model scratch: a K x 1 mean and a K x K covariance, released on scope exit.
+struct ModelScratch {
+    explicit ModelScratch(int K) : mean(K, 1, 1), covariance(K, K, 1) {}
+    ScopedPlaneImage mean;
+    ScopedPlaneImage covariance;
+};
+
+void distance_map(const PlaneImage& image, PlaneImage& out, ModelScratch& model, bool normalise) {
+    if (image.channels == 1) {
+        scalar_distance_map(image, out, *model.mean, *model.covariance, normalise);
+    } else {
+        mahalanobis_map(image, out, *model.mean, *model.covariance, normalise);
+    }
+}
+
+// Distance to the lone strip into `out`, plus distance to the pooled others.
+void seeded_contrast(const PlaneImage& image, PlaneImage& out, const RegionRect& alone,
+                     const std::vector<RegionRect>& others, bool innerNormalise) {
+    ModelScratch a(image.channels), b(image.channels);
+    ScopedPlaneImage d(image.width, image.height, 1);
+    region_statistics(image, *a.mean, *a.covariance, {alone});
+    region_statistics(image, *b.mean, *b.covariance, others);
+    distance_map(image, out, a, innerNormalise);
+    distance_map(image, *d, b, innerNormalise);
+    cblas_saxpy(out.planeSize, 1.0f, d->planes[0], 1, out.planes[0], 1);
+    normalize_image(out);
+}
+
+}  // namespace
+
+void top_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
+                         bool innerNormalise) {
+    const FrameStrips s = frame_strips(image.width, image.height, fraction);
+    seeded_contrast(image, out, s.top, {s.left, s.right, s.bottom}, innerNormalise);
+}
+
+void bottom_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
+                            bool innerNormalise) {
+    const FrameStrips s = frame_strips(image.width, image.height, fraction);
+    seeded_contrast(image, out, s.bottom, {s.left, s.right, s.top}, innerNormalise);
+}
+
+void per_strip_contrast(const PlaneImage& image, PlaneImage* outs, float fraction,
+                        bool innerNormalise) {
+    const FrameStrips s = frame_strips(image.width, image.height, fraction);
+    const RegionRect strips[4] = {s.top, s.bottom, s.left, s.right};
+    ModelScratch model(image.channels);
+    for (int k = 0; k < 4; ++k) {
+        region_statistics(image, *model.mean, *model.covariance, {strips[k]});
+        distance_map(image, outs[k], model, innerNormalise);
+    }
+}
+
+void regularised_inverse(const float* matrix, float* out, int n, float ridge) {
+    if (n == 1) {
+        out[0] = 1.0f / (ridge + matrix[0]);
+        return;
+    }
+    std::copy(matrix, matrix + n * n, out);
+    for (int i = 0; i < n; ++i) out[i * n + i] += ridge;
+    const float d = out[0];
+    const lapack_int info = LAPACKE_spotrf(LAPACK_COL_MAJOR, 'L', n, out, n);
+    if (info < 1) {
+        LAPACKE_spotri(LAPACK_COL_MAJOR, 'L', n, out, n);
+        // Column-major lower triangle: (i, j) with i >= j sits at i + j * n.
+        for (int j = 0; j < n; ++j) {
+            for (int i = j + 1; i < n; ++i) out[j + i * n] = out[i + j * n];
+        }
+        return;
+    }
+    // Not positive definite even with the ridge: the first diagonal element,
+    // ridge added twice, stands for every channel.
+    std::fill(out, out + n * n, 0.0f);
+    for (int i = 0; i < n; ++i) out[i * n + i] = 1.0f / (d + ridge);
+}
+
+void quadratic_form_3(const float* y, const float* x, int count, float* out) {
+    const float* y0 = y;
+    const float* y1 = y + count;
+    const float* y2 = y + 2 * static_cast<size_t>(count);
+    const float* x0 = x;
+    const float* x1 = x + count;
+    const float* x2 = x + 2 * static_cast<size_t>(count);
+    for (int i = 0; i < count; ++i) out[i] = y0[i] * x0[i] + y1[i] * x1[i] + y2[i] * x2[i];
+}
+
+void quadratic_form_n(const float* y, const float* x, int channels, int count, float* out) {
+    for (int i = 0; i < count; ++i) out[i] = y[i] * x[i];
+    for (int c = 1; c < channels; ++c) {
+        const float* yc = y + static_cast<size_t>(c) * count;
+        const float* xc = x + static_cast<size_t>(c) * count;
+        for (int i = 0; i < count; ++i) out[i] += yc[i] * xc[i];
+    }
+}
+
+void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
+                     const PlaneImage& covariance, bool normalise) {
+    const int K = image.channels;
+    const int N = image.planeSize;
+    ScopedPlaneImage inverse(K, K, 1);
+    regularised_inverse(covariance.planes[0], inverse->planes[0], K, 10.0f);
+    ScopedPlaneImage X(N, K, 1);
+    ScopedPlaneImage Y(N, K, 1);
+    for (int c = 0; c < K; ++c) {
+        const float* plane = image.planes[c];
+        float* column = X->planes[0] + static_cast<size_t>(c) * N;
+        const float m = mean.planes[0][c];
+        for (int i = 0; i < N; ++i) column[i] = plane[i] - m;
+    }
+    cblas_ssymm(CblasColMajor, CblasRight, CblasLower, N, K, 1.0f, inverse->planes[0], K,
+                X->planes[0], N, 0.0f, Y->planes[0], N);
+    float* o = out.planes[0];
+    if (K == 3) {
+        quadratic_form_3(Y->planes[0], X->planes[0], N, o);
+    } else {
+        quadratic_form_n(Y->planes[0], X->planes[0], K, N, o);
+    }
+    // Rounding can leave a vanishing distance a hair below zero; its square
+    // root would be a NaN that every later normalisation spreads.
+    for (int i = 0; i < N; ++i) o[i] = std::max(o[i], 0.0f);
+    vs_sqrt(N, o, o);
+    if (normalise) normalize_min_max(o, N);
+}
+
+void scalar_distance_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
+                         const PlaneImage& variance, bool normalise) {
+    const int N = image.planeSize;
+    const float* plane = image.planes[0];
+    float* o = out.planes[0];
+    const float negMean = -mean.planes[0][0];
+    for (int i = 0; i < N; ++i) o[i] = plane[i] + negMean;
+    vs_abs(N, o, o);
+    cblas_sscal(N, 1.0f / sqrtf(variance.planes[0][0] + 10.0f), o, 1);
+    if (normalise) normalize_min_max(o, N);
+}
+
+}  // namespace smartCrop

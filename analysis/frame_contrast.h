@@ -1,0 +1,40 @@
+// How far each pixel's colour lies from the colours of the image's frame:
+// strips along the edges model the background, and every pixel gets its
+// Mahalanobis distance from such a model.
+#ifndef SMARTCROP_ANALYSIS_FRAME_CONTRAST_H
+#define SMARTCROP_ANALYSIS_FRAME_CONTRAST_H
+
+#include "plane_image.h"
+
+namespace smartCrop {
+
+struct FrameStrips {
+    RegionRect top, bottom, left, right;
+};
+
+// The four strips of a width x height image, `fraction` of the short side thick.
+FrameStrips frame_strips(int width, int height, float fraction);
+
+// Distance to the top strip plus distance to the other three pooled, normalised.
+void top_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
+                         bool innerNormalise);
+// The same with the bottom strip standing alone.
+void bottom_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
+                            bool innerNormalise);
+// Distance to each strip alone, into outs[0..3] in the order top, bottom, left, right.
+void per_strip_contrast(const PlaneImage& image, PlaneImage* outs, float fraction,
+                        bool innerNormalise);
+
+void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
+                     const PlaneImage& covariance, bool normalise);
+void scalar_distance_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
+                         const PlaneImage& variance, bool normalise);
+// Inverse of matrix + ridge * I by Cholesky; a diagonal fallback when even the
+// ridge does not make it positive definite.
+void regularised_inverse(const float* matrix, float* out, int n, float ridge);
+void quadratic_form_3(const float* y, const float* x, int count, float* out);
+void quadratic_form_n(const float* y, const float* x, int channels, int count, float* out);
+
+}  // namespace smartCrop
+
+#endif  // SMARTCROP_ANALYSIS_FRAME_CONTRAST_H

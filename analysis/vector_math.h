@@ -1,0 +1,24 @@
+// The 64-byte aligned planes and the elementwise single-precision loops of
+// the analysis, in one place. The loops are plain so that the compiler
+// vectorises them; in and out may be the same array.
+#ifndef SMARTCROP_ANALYSIS_VECTOR_MATH_H
+#define SMARTCROP_ANALYSIS_VECTOR_MATH_H
+
+#include <cstddef>
+
+namespace smartCrop {
+
+// 64-byte aligned floats; throws std::bad_alloc instead of returning null.
+float* aligned_floats(size_t count);
+void aligned_free(void* p);
+
+void vs_add(int n, const float* a, const float* b, float* out);
+void vs_sub(int n, const float* a, const float* b, float* out);
+void vs_mul(int n, const float* a, const float* b, float* out);
+void vs_abs(int n, const float* a, float* out);
+void vs_sqrt(int n, const float* a, float* out);
+void vs_powx(int n, const float* a, float exponent, float* out);
+
+}  // namespace smartCrop
+
+#endif  // SMARTCROP_ANALYSIS_VECTOR_MATH_H

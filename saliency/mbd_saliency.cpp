@@ -1,0 +1,252 @@
+#include "mbd_saliency.h"
+
+#include <algorithm>
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+namespace smartCrop {
+
+namespace {
+
+struct Neighbours {
+    int dx0, dy0, dx1, dy1;
+};
+
+// One raster pass over the interior of channel c. Ties change nothing, and a
+// neighbour's bounds are used whether or not it has been reached yet.
+void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, int c, bool reverse) {
+    const int H = image.rows, W = image.cols;
+    const Neighbours n = reverse ? Neighbours{1, 0, 0, 1} : Neighbours{-1, 0, 0, -1};
+    const int yStart = reverse ? H - 2 : 1, yEnd = reverse ? 0 : H - 1, step = reverse ? -1 : 1;
+    const int xStart = reverse ? W - 2 : 1, xEnd = reverse ? 0 : W - 1;
+    for (int y = yStart; y != yEnd; y += step) {
+        const uint8_t* in = image.ptr<uint8_t>(y);
+        uint8_t* d = D.ptr<uint8_t>(y);
+        uint8_t* u = U.ptr<uint8_t>(y);
+        uint8_t* l = L.ptr<uint8_t>(y);
+        for (int x = xStart; x != xEnd; x += step) {
+            const int p = x * 3 + c;
+            const uint8_t v = in[p];
+            for (int k = 0; k < 2; ++k) {
+                const int nx = x + (k == 0 ? n.dx0 : n.dx1);
+                const int ny = y + (k == 0 ? n.dy0 : n.dy1);
+                const int q = nx * 3 + c;
+                const uint8_t upper = std::max(U.ptr<uint8_t>(ny)[q], v);
+                const uint8_t lower = std::min(L.ptr<uint8_t>(ny)[q], v);
+                const uint8_t barrier = static_cast<uint8_t>(upper - lower);
+                if (barrier < d[p]) {
+                    d[p] = barrier;
+                    u[p] = upper;
+                    l[p] = lower;
+                }
+            }
+        }
+    }
+}
+
+// Samples of a strip, one row per pixel, as CV_32F.
+void strip_model(const cv::Mat& strip, cv::Mat& mean, cv::Mat& inverse) {
+    const cv::Mat samples = strip.clone().reshape(1, strip.rows * strip.cols);
+    cv::Mat covariance;
+    cv::calcCovarMatrix(samples, covariance, mean, 13, CV_32F);
+    mean.convertTo(mean, CV_32F);
+    covariance += 20.0 * cv::Mat::eye(3, 3, CV_32F);
+    cv::SVD svd(covariance, 0);
+    inverse = svd.vt.t() * cv::Mat::diag(1.0 / svd.w) * svd.u.t();
+}
+
+}  // namespace
+
+cv::Mat mbd_raster_scan(const cv::Mat& image) {
+    const int H = image.rows, W = image.cols;
+    cv::Mat D(H, W, CV_8UC3, cv::Scalar::all(255));
+    if (H > 0 && W > 0) {
+        D.row(0).setTo(cv::Scalar::all(0));
+        D.row(H - 1).setTo(cv::Scalar::all(0));
+        D.col(0).setTo(cv::Scalar::all(0));
+        D.col(W - 1).setTo(cv::Scalar::all(0));
+    }
+    cv::Mat U = image.clone();
+    cv::Mat L = image.clone();
+    if (H >= 3 && W >= 3) {
+        for (int c = 0; c < 3; ++c) {
+            scan_pass(image, D, U, L, c, true);
+            scan_pass(image, D, U, L, c, false);
+            scan_pass(image, D, U, L, c, true);
+        }
+    }
+    cv::Mat barrier(H, W, CV_32F);
+    for (int y = 0; y < H; ++y) {
+        const uint8_t* d = D.ptr<uint8_t>(y);
+        float* b = barrier.ptr<float>(y);
+        for (int x = 0; x < W; ++x) {
+            const float sum = static_cast<float>(d[3 * x]) + static_cast<float>(d[3 * x + 1]) +
+                              static_cast<float>(d[3 * x + 2]);
+            b[x] = static_cast<float>(sum / 3.0);
+        }
+    }
+    cv::normalize(barrier, barrier, 0.0, 1.0, cv::NORM_MINMAX);
+    return barrier;
+}
+
+void border_strips(int width, int height, float border_fraction, cv::Rect strips[4]) {
+    const int W = width, H = height;
+    const int bw =
+        std::max(1, static_cast<int>(std::floor(static_cast<float>(W) * border_fraction)));
+    const int bh =
+        std::max(1, static_cast<int>(std::floor(static_cast<float>(H) * border_fraction)));
+    // One short of the thickness, never reaching the last row or column
+    // unless the clamps force it: that is how the models are defined.
+    const int rightW = W - bw > 0 ? bw : W;
+    const int bottomH = H - bh > 0 ? bh : H;
+    strips[0] = cv::Rect(0, 0, std::max(W - 1, 1), std::max(std::min(H - 1, bh - 1), 1));
+    strips[1] = cv::Rect(0, 0, std::max(std::min(W - 1, bw - 1), 1), std::max(H - 1, 1));
+    strips[2] = cv::Rect(std::max(W - bw, 0), 0, std::max(rightW - 1, 1), std::max(H - 1, 1));
+    strips[3] = cv::Rect(0, std::max(H - bh, 0), std::max(W - 1, 1), std::max(bottomH - 1, 1));
+}
+
+cv::Mat border_contrast_map(const cv::Mat& lab, float border_fraction) {
+    const int H = lab.rows, W = lab.cols;
+    cv::Rect strips[4];
+    border_strips(W, H, border_fraction, strips);
+    cv::Mat pixels;
+    lab.convertTo(pixels, CV_32FC3, 1.0, 0.0);
+
+    cv::Mat distances[4];
+    for (int k = 0; k < 4; ++k) {
+        cv::Mat mean, inverse;
+        strip_model(lab(strips[k]), mean, inverse);
+        const float* mu = mean.ptr<float>(0);
+        const cv::Mat_<float> M = inverse;
+        const float m00 = M(0, 0), m11 = M(1, 1), m22 = M(2, 2);
+        const float m01 = M(0, 1) + M(1, 0), m02 = M(2, 0) + M(0, 2), m12 = M(2, 1) + M(1, 2);
+        distances[k].create(H, W, CV_32F);
+        for (int y = 0; y < H; ++y) {
+            const float* p = pixels.ptr<float>(y);
+            float* out = distances[k].ptr<float>(y);
+            for (int x = 0; x < W; ++x) {
+                const float a = p[3 * x] - mu[0];
+                const float b = p[3 * x + 1] - mu[1];
+                const float c = p[3 * x + 2] - mu[2];
+                const float s = b * m11 * b + a * m00 * a + c * m22 * c + m01 * a * b +
+                                m02 * a * c + m12 * b * c;
+                // Rounding can push a vanishing distance below zero.
+                out[x] = std::sqrt(std::max(s, 0.0f));
+            }
+        }
+        cv::normalize(distances[k], distances[k], 0.0, 1.0, cv::NORM_MINMAX);
+    }
+    cv::Mat result(H, W, CV_32F);
+    for (int y = 0; y < H; ++y) {
+        float* out = result.ptr<float>(y);
+        const float* d[4] = {distances[0].ptr<float>(y), distances[1].ptr<float>(y),
+                             distances[2].ptr<float>(y), distances[3].ptr<float>(y)};
+        for (int x = 0; x < W; ++x) {
+            const float v0 = d[0][x], v1 = d[1][x], v2 = d[2][x], v3 = d[3][x];
+            out[x] = v0 + v1 + v2 + v3 - std::max(std::max(v0, v1), std::max(v2, v3));
+        }
+    }
+    cv::normalize(result, result, 0.0, 1.0, cv::NORM_MINMAX);
+    return result;
+}
+
+cv::Mat apply_centre_bias(const cv::Mat& sum) {
+    const int H = sum.rows, W = sum.cols;
+    const float cy = static_cast<float>(H) * 0.5f;
+    const float cx = static_cast<float>(W) * 0.5f;
+    cv::Mat weight(H, W, CV_32F);
+    for (int y = 0; y < H; ++y) {
+        float* w = weight.ptr<float>(y);
+        for (int x = 0; x < W; ++x) {
+            const float dx = static_cast<float>(x) - cx, dy = static_cast<float>(y) - cy;
+            w[x] = std::exp(-0.5f * (dx * dx / (cx * cx) + dy * dy / (cy * cy)));
+        }
+    }
+    cv::normalize(weight, weight, 0.0, 1.0, cv::NORM_MINMAX);
+    cv::Mat map;
+    sum.convertTo(map, CV_32F);
+    map = map.mul(weight);
+    cv::normalize(map, map, 0.0, 255.0, cv::NORM_MINMAX);
+    cv::Mat result;
+    map.convertTo(result, CV_8U, 1.0, 0.0);
+    return result;
+}
+
+namespace {
+
+// Grows `marker` with `grow` under the bound `limit` until nothing changes.
+template <class Grow, class Bound>
+cv::Mat reconstruct(const cv::Mat& marker, const cv::Mat& image, Grow grow, Bound bound) {
+    cv::Mat output = marker.clone();
+    cv::Mat previous, mask;
+    for (;;) {
+        output.copyTo(previous);
+        grow(previous, output);
+        bound(output, image, output);
+        cv::compare(previous, output, mask, cv::CMP_NE);
+        if (cv::countNonZero(mask) == 0) break;
+    }
+    return output;
+}
+
+}  // namespace
+
+cv::Mat reconstruct_by_dilation(const cv::Mat& image, const cv::Mat& element, int size) {
+    cv::Mat marker;
+    cv::erode(image, marker, cv::Mat(), cv::Point(-1, -1), size / 2, cv::BORDER_CONSTANT,
+              cv::morphologyDefaultBorderValue());
+    return reconstruct(
+        marker, image,
+        [&](const cv::Mat& in, cv::Mat& out) {
+            cv::dilate(in, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
+                       cv::morphologyDefaultBorderValue());
+        },
+        [](const cv::Mat& a, const cv::Mat& b, cv::Mat& out) { cv::min(a, b, out); });
+}
+
+cv::Mat reconstruct_by_erosion(const cv::Mat& image, const cv::Mat& element, int size) {
+    cv::Mat marker;
+    cv::dilate(image, marker, cv::Mat(), cv::Point(-1, -1), size / 2, cv::BORDER_CONSTANT,
+               cv::morphologyDefaultBorderValue());
+    return reconstruct(
+        marker, image,
+        [&](const cv::Mat& in, cv::Mat& out) {
+            cv::erode(in, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
+                      cv::morphologyDefaultBorderValue());
+        },
+        [](const cv::Mat& a, const cv::Mat& b, cv::Mat& out) { cv::max(a, b, out); });
+}
+
+cv::Mat compute_mbd_saliency(const cv::Mat& source, bool centre_bias) {
+    const float scale = 300.0f / static_cast<float>(std::max(source.rows, source.cols));
+    cv::Mat work;
+    cv::resize(source, work, cv::Size(), scale, scale, cv::INTER_AREA);
+    cv::cvtColor(work, work, cv::COLOR_RGB2Lab);  // code 45, deliberately on blue-green-red data
+    const cv::Mat unfiltered = work.clone();
+    cv::medianBlur(work, work, 5);
+
+    const cv::Mat barrier = mbd_raster_scan(work);
+    cv::Mat sum = border_contrast_map(unfiltered, 0.1f);
+    cv::scaleAdd(barrier, 1.0, sum, sum);
+
+    cv::Mat map;
+    if (centre_bias) {
+        map = apply_centre_bias(sum);
+    } else {
+        cv::normalize(sum, sum, 0.0, 255.0, cv::NORM_MINMAX);
+        sum.convertTo(map, CV_8U, 1.0, 0.0);
+    }
+    const cv::Mat element =
+        cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3), cv::Point(1, 1));
+    map = reconstruct_by_dilation(map, element, 5);
+    map = reconstruct_by_erosion(map, element, 5);
+
+    cv::Mat result;
+    map.convertTo(result, CV_32F, 1.0, 0.0);
+    cv::normalize(result, result, 0.0, 1.0, cv::NORM_MINMAX);
+    cv::normalize(result, result, 0.0, 1.0, cv::NORM_MINMAX);
+    cv::resize(result, result, cv::Size(source.cols, source.rows), 0, 0, cv::INTER_LINEAR);
+    return result;
+}
+
+}  // namespace smartCrop

@@ -1,0 +1,115 @@
+// Distances from the frame's colour models.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "frame_contrast.h"
+
+namespace smartCrop {
+namespace {
+
+// A three-channel image: a uniform frame colour with a distinct square centred.
+void fill_square_image(PlaneImage& image, int W, int H) {
+    make_image(image, W, H, 3);
+    for (int y = 0; y < H; ++y) {
+        for (int x = 0; x < W; ++x) {
+            const bool inside = x >= W / 3 && x < 2 * W / 3 && y >= H / 3 && y < 2 * H / 3;
+            image.planes[0][y * W + x] = inside ? 200.0f : 40.0f;
+            image.planes[1][y * W + x] = inside ? 30.0f : 90.0f;
+            image.planes[2][y * W + x] = inside ? 60.0f : 120.0f + (x % 2);
+        }
+    }
+    build_region_integrals(image);
+}
+
+TEST(FrameContrast, StripGeometry) {
+    const FrameStrips s = frame_strips(30, 20, 0.25f);  // B = 5
+    EXPECT_EQ(s.top.y1, 4);
+    EXPECT_EQ(s.top.area, 150);
+    EXPECT_EQ(s.bottom.y0, 15);
+    EXPECT_EQ(s.bottom.area, 150);
+    EXPECT_EQ(s.left.x1, 4);
+    EXPECT_EQ(s.left.area, 100);
+    EXPECT_EQ(s.right.x0, 25);
+    EXPECT_EQ(s.right.area, 100);
+    // A fraction below one pixel still gives a strip of 1; a 1 by 1 image one pixel.
+    EXPECT_EQ(frame_strips(3, 3, 0.25f).top.y1, 0);
+    const FrameStrips one = frame_strips(1, 1, 0.25f);
+    EXPECT_EQ(one.top.area, 1);
+    EXPECT_EQ(one.right.x0, 0);
+}
+
+TEST(FrameContrast, RegularisedInverse) {
+    // [[4,1],[1,3]] + 10 I = [[14,1],[1,13]], inverse [[13,-1],[-1,14]] / 181.
+    const float m[] = {4, 1, 1, 3};
+    float inv[4];
+    regularised_inverse(m, inv, 2, 10.0f);
+    EXPECT_NEAR(inv[0], 13.0f / 181, 1e-6f);
+    EXPECT_NEAR(inv[1], -1.0f / 181, 1e-6f);
+    EXPECT_NEAR(inv[2], -1.0f / 181, 1e-6f);
+    EXPECT_NEAR(inv[3], 14.0f / 181, 1e-6f);
+    // Not positive definite even with the ridge: 1 / (d + ridge) with d taken
+    // after the ridge was added, on every diagonal element.
+    const float bad[] = {-30, 0, 0, 1};
+    regularised_inverse(bad, inv, 2, 10.0f);
+    EXPECT_FLOAT_EQ(inv[0], 1.0f / (-20.0f + 10.0f));
+    EXPECT_FLOAT_EQ(inv[3], inv[0]);
+    EXPECT_EQ(inv[1], 0.0f);
+    const float single[] = {6};
+    regularised_inverse(single, inv, 1, 10.0f);
+    EXPECT_FLOAT_EQ(inv[0], 1.0f / 16);
+}
+
+TEST(FrameContrast, ConstantImageIsAllZero) {
+    for (int K : {1, 3}) {
+        ScopedPlaneImage image(40, 30, K);
+        for (int c = 0; c < K; ++c) std::fill_n(image->planes[c], 1200, 77.0f);
+        build_region_integrals(*image);
+        ScopedPlaneImage out(40, 30, 1);
+        top_seeded_contrast(*image, *out, 0.25f, false);
+        for (int i = 0; i < 1200; ++i) ASSERT_EQ(out->planes[0][i], 0.0f) << K;
+        bottom_seeded_contrast(*image, *out, 0.25f, true);
+        for (int i = 0; i < 1200; ++i) ASSERT_EQ(out->planes[0][i], 0.0f) << K;
+    }
+}
+
+TEST(FrameContrast, DistinctSquareScoresHighest) {
+    const int W = 60, H = 45;
+    ScopedPlaneImage image;
+    fill_square_image(*image, W, H);
+    ScopedPlaneImage out(W, H, 1);
+    top_seeded_contrast(*image, *out, 0.25f, false);
+    const float centre = out->planes[0][(H / 2) * W + W / 2];
+    EXPECT_FLOAT_EQ(centre, 1.0f);
+    EXPECT_LT(out->planes[0][2 * W + 2], 0.1f);
+
+    // Each strip map is near 0 inside its own (uniform) strip, and high on the square.
+    ScopedPlaneImage maps[4] = {{W, H, 1}, {W, H, 1}, {W, H, 1}, {W, H, 1}};
+    PlaneImage outs[4] = {*maps[0], *maps[1], *maps[2], *maps[3]};
+    per_strip_contrast(*image, outs, 0.2f, true);
+    const int inStrip[4] = {1 * W + W / 2, (H - 2) * W + W / 2, (H / 2) * W + 1,
+                            (H / 2) * W + W - 2};
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_LT(outs[k].planes[0][inStrip[k]], 0.05f) << k;
+        EXPECT_GT(outs[k].planes[0][(H / 2) * W + W / 2], 0.95f) << k;
+    }
+}
+
+TEST(FrameContrast, QuadraticFormsAgree) {
+    const int N = 5, K = 3;
+    std::vector<float> x(N * K), y(N * K), a(N), b(N);
+    for (int i = 0; i < N * K; ++i) {
+        x[i] = 0.5f * i - 3;
+        y[i] = 1.25f * (i % 4);
+    }
+    quadratic_form_3(y.data(), x.data(), N, a.data());
+    quadratic_form_n(y.data(), x.data(), K, N, b.data());
+    for (int i = 0; i < N; ++i) {
+        EXPECT_EQ(a[i], b[i]);
+        EXPECT_EQ(a[i], y[i] * x[i] + y[N + i] * x[N + i] + y[2 * N + i] * x[2 * N + i]);
+    }
+}
+
+}  // namespace
+}  // namespace smartCrop

@@ -1,0 +1,143 @@
+// Summed-area tables, pooled region statistics and the normalisations.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "plane_image.h"
+
+namespace smartCrop {
+namespace {
+
+// Statistics are sums of a few single-precision table reads of small integers:
+// exact up to the final divisions, so a few ulps.
+constexpr float kStatTolerance = 1e-5f;
+
+void fill(PlaneImage& image, int c, const std::vector<float>& values) {
+    std::copy(values.begin(), values.end(), image.planes[c]);
+}
+
+TEST(PlaneImage, OnePixelTablesAndStatistics) {
+    ScopedPlaneImage image(1, 1, 1);
+    fill(*image, 0, {5.0f});
+    build_region_integrals(*image);
+    const float* t = image->integrals[0];
+    EXPECT_EQ(t[0], 0.0f);
+    EXPECT_EQ(t[1], 0.0f);
+    EXPECT_EQ(t[2], 0.0f);
+    EXPECT_EQ(t[3], 5.0f);
+    EXPECT_EQ(image->crossIntegrals[0][3], 25.0f);
+    ScopedPlaneImage mean(1, 1, 1), cov(1, 1, 1);
+    region_statistics(*image, *mean, *cov, {{0, 0, 0, 0, 1}});
+    EXPECT_EQ(mean->planes[0][0], 5.0f);
+    EXPECT_EQ(cov->planes[0][0], 0.0f);
+}
+
+// 3 by 2 image, two channels; the top row and the left column share the
+// corner pixel, which counts twice:
+//   plane 0: 1 2 3 / 4 5 6   pooled 1 2 3 | 1 4   -> mean 2.2, variance 1.36
+//   plane 1: 2 0 1 / 1 1 1   pooled 2 0 1 | 2 1   -> mean 1.2, variance 0.56
+//   cross: (2 + 0 + 3 + 2 + 4) / 5 - 2.2 * 1.2 = -0.44
+TEST(PlaneImage, PooledStatisticsCountCornersTwice) {
+    ScopedPlaneImage image(3, 2, 2);
+    fill(*image, 0, {1, 2, 3, 4, 5, 6});
+    fill(*image, 1, {2, 0, 1, 1, 1, 1});
+    build_region_integrals(*image);
+    ASSERT_EQ(image->crossIntegrals.size(), 3u);
+    ScopedPlaneImage mean(2, 1, 1), cov(2, 2, 1);
+    region_statistics(*image, *mean, *cov, {{0, 0, 2, 0, 3}, {0, 0, 0, 1, 2}});
+    EXPECT_NEAR(mean->planes[0][0], 2.2f, kStatTolerance);
+    EXPECT_NEAR(mean->planes[0][1], 1.2f, kStatTolerance);
+    const float* c = cov->planes[0];
+    EXPECT_NEAR(c[0], 1.36f, kStatTolerance);
+    EXPECT_NEAR(c[1], -0.44f, kStatTolerance);
+    EXPECT_EQ(c[2], c[1]);
+    EXPECT_NEAR(c[3], 0.56f, kStatTolerance);
+
+    // The whole image reads the last table element minus zeros.
+    region_statistics(*image, *mean, *cov, {{0, 0, 2, 1, 6}});
+    EXPECT_NEAR(mean->planes[0][0], 3.5f, kStatTolerance);
+
+    // Views of single channels share the tables of the image.
+    const std::vector<PlaneImage> views = split_channels(*image);
+    ASSERT_EQ(views.size(), 2u);
+    EXPECT_EQ(views[1].planes[0], image->planes[1]);
+    EXPECT_EQ(views[1].crossIntegrals[0], image->crossIntegrals[self_product_index(2, 1)]);
+    ScopedPlaneImage m1(1, 1, 1), v1(1, 1, 1);
+    region_statistics(views[1], *m1, *v1, {{0, 0, 2, 0, 3}, {0, 0, 0, 1, 2}});
+    EXPECT_NEAR(v1->planes[0][0], 0.56f, kStatTolerance);
+}
+
+TEST(PlaneImage, ReleaseAndWrapOwnership) {
+    PlaneImage empty;
+    release_image(empty);  // nothing held, nothing done
+    std::vector<float> memory(6, 1.0f);
+    const PlaneImage view = wrap_plane(3, 2, memory.data());
+    EXPECT_EQ(view.planeSize, 6);
+    EXPECT_EQ(view.integrals.size(), 1u);
+    EXPECT_EQ(view.crossIntegrals.size(), 1u);
+    EXPECT_TRUE(wrap_plane_bare(3, 2, memory.data()).integrals.empty());
+    PlaneImage owned;
+    make_image(owned, 4, 4, 3);
+    EXPECT_EQ(owned.crossIntegrals.size(), 6u);
+    make_image(owned, 2, 2, 1);  // frees what it held first
+    EXPECT_EQ(owned.planes.size(), 1u);
+    release_image(owned);
+    EXPECT_TRUE(owned.planes.empty());
+    EXPECT_EQ(owned.width, 2);  // sizes are kept
+}
+
+TEST(PlaneImage, NormalizeMinMax) {
+    float same[] = {3, 3, 3};
+    normalize_min_max(same, 3);
+    for (float v : same) EXPECT_EQ(v, 0.0f);
+    float spread[] = {1, 3, 5};
+    normalize_min_max(spread, 3);
+    EXPECT_EQ(spread[0], 0.0f);
+    EXPECT_EQ(spread[1], 0.5f);
+    EXPECT_EQ(spread[2], 1.0f);
+    normalize_min_max(spread, 0);  // an empty array is left alone
+}
+
+TEST(PlaneImage, NormalizeRowsDampsStrongRows) {
+    // Width 4: the floor is 0.04. Row 0 is weak (nothing above 0.05), row 1 strong.
+    std::vector<float> plane = {0.01f, 0.02f, 0.05f, 0.03f, 1.0f, 0.5f, 0.01f, 2.0f};
+    PlaneImage image = wrap_plane(4, 2, plane.data());
+    normalize_rows(image);
+    const float floor = 4 * 0.01f;
+    EXPECT_FLOAT_EQ(plane[0], 0.01f / floor);
+    EXPECT_FLOAT_EQ(plane[2], 0.05f / floor);
+    EXPECT_FLOAT_EQ(plane[4], 1.0f / (3.5f + floor));
+    EXPECT_FLOAT_EQ(plane[6], 0.01f / (3.5f + floor));
+}
+
+TEST(PlaneImage, ElementwiseOperationsOnPlaneZero) {
+    std::vector<float> a = {1, 2, 3}, b = {4, 5, 6}, out(3);
+    PlaneImage va = wrap_plane(3, 1, a.data()), vb = wrap_plane(3, 1, b.data());
+    PlaneImage vo = wrap_plane(3, 1, out.data());
+    multiply_images(va, vb, vo);
+    EXPECT_EQ(out, (std::vector<float>{4, 10, 18}));
+    accumulate_image(va, vb);
+    EXPECT_EQ(b, (std::vector<float>{5, 7, 9}));
+    scale_accumulate_image(va, vb, 0.5f);
+    EXPECT_EQ(b, (std::vector<float>{5.5f, 8, 10.5f}));
+}
+
+TEST(PlaneImage, SobelOnARampAndReplicatedBorders) {
+    // f(x, y) = 2x: the x derivative of the 3 by 3 Sobel kernel is 8 * 2 inside,
+    // half that at the replicated left and right borders; the y derivative is 0.
+    const int W = 5, H = 4;
+    std::vector<float> plane(W * H), dx(W * H), dy(W * H);
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) plane[y * W + x] = 2.0f * x;
+    sobel_x(plane.data(), dx.data(), W, H);
+    sobel_y(plane.data(), dy.data(), W, H);
+    for (int y = 0; y < H; ++y) {
+        EXPECT_EQ(dx[y * W + 0], 8.0f);
+        EXPECT_EQ(dx[y * W + 2], 16.0f);
+        EXPECT_EQ(dx[y * W + 4], 8.0f);
+        for (int x = 0; x < W; ++x) EXPECT_EQ(dy[y * W + x], 0.0f);
+    }
+}
+
+}  // namespace
+}  // namespace smartCrop

@@ -1,0 +1,103 @@
+// Minimum-barrier saliency: barrier distances, strip models, the whole map.
+#include <gtest/gtest.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include "mbd_saliency.h"
+
+namespace smartCrop {
+namespace {
+
+cv::Mat grey3(int rows, int cols, uint8_t value) {
+    return cv::Mat(rows, cols, CV_8UC3, cv::Scalar::all(value));
+}
+
+TEST(MbdSaliency, RasterScanHandWorked) {
+    // 5 by 5 of value 10; row 2 holds 200 at column 2 and 120 at column 3.
+    // Reverse pass: (2,3) reaches the frame through its right neighbour with
+    // barrier 120 - 10 = 110; (2,2) through (2,3) with 200 - 10 = 190; every
+    // other interior pixel finds a flat path of barrier 0.
+    cv::Mat image = grey3(5, 5, 10);
+    image.at<cv::Vec3b>(2, 2) = cv::Vec3b(200, 200, 200);
+    image.at<cv::Vec3b>(2, 3) = cv::Vec3b(120, 120, 120);
+    const cv::Mat barrier = mbd_raster_scan(image);
+    ASSERT_EQ(barrier.type(), CV_32F);
+    for (int y = 0; y < 5; ++y) {
+        for (int x = 0; x < 5; ++x) {
+            const float expected = (y == 2 && x == 2)   ? 1.0f
+                                   : (y == 2 && x == 3) ? 110.0f / 190
+                                                        : 0.0f;
+            EXPECT_FLOAT_EQ(barrier.at<float>(y, x), expected) << y << "," << x;
+        }
+    }
+}
+
+TEST(MbdSaliency, NoInteriorMeansZeroBarrier) {
+    cv::Mat thin = grey3(2, 7, 10);
+    thin.at<cv::Vec3b>(0, 3) = cv::Vec3b(250, 0, 0);
+    const cv::Mat barrier = mbd_raster_scan(thin);
+    EXPECT_EQ(cv::countNonZero(barrier), 0);
+}
+
+TEST(MbdSaliency, StripsOfA300By200Image) {
+    cv::Rect s[4];
+    border_strips(300, 200, 0.1f, s);
+    EXPECT_EQ(s[0], cv::Rect(0, 0, 299, 19));
+    EXPECT_EQ(s[1], cv::Rect(0, 0, 29, 199));
+    EXPECT_EQ(s[2], cv::Rect(270, 0, 29, 199));
+    EXPECT_EQ(s[3], cv::Rect(0, 180, 299, 19));
+    // One row or column still gets four non-empty strips inside the image.
+    border_strips(1, 9, 0.1f, s);
+    for (const cv::Rect& r : s) {
+        EXPECT_GE(r.width, 1);
+        EXPECT_LE(r.x + r.width, 1);
+    }
+}
+
+TEST(MbdSaliency, UniformImageGivesZerosAtInputSize) {
+    const cv::Mat map = compute_mbd_saliency(grey3(120, 90, 128), false);
+    EXPECT_EQ(map.size(), cv::Size(90, 120));
+    EXPECT_EQ(map.type(), CV_32F);
+    EXPECT_EQ(cv::countNonZero(map), 0);
+}
+
+TEST(MbdSaliency, DarkObjectOutranksLightBackground) {
+    for (bool bias : {false, true}) {
+        cv::Mat image = grey3(200, 320, 220);
+        // Slight texture so that the strip models are not degenerate.
+        for (int y = 0; y < image.rows; ++y)
+            for (int x = 0; x < image.cols; ++x)
+                image.at<cv::Vec3b>(y, x)[1] = static_cast<uint8_t>(215 + (x * 7 + y * 3) % 10);
+        cv::rectangle(image, cv::Rect(190, 60, 70, 80), cv::Scalar(30, 40, 60), cv::FILLED);
+        const cv::Mat map = compute_mbd_saliency(image, bias);
+        ASSERT_EQ(map.size(), image.size());
+        double minValue, maxValue;
+        cv::minMaxLoc(map, &minValue, &maxValue);
+        EXPECT_NEAR(maxValue, 1.0, 1e-6);
+        EXPECT_NEAR(minValue, 0.0, 1e-6);
+        const double object = cv::mean(map(cv::Rect(200, 70, 50, 60)))[0];
+        const double background = cv::mean(map(cv::Rect(10, 10, 100, 60)))[0];
+        EXPECT_GT(object, 0.6) << bias;
+        EXPECT_LT(background, 0.2) << bias;
+    }
+}
+
+TEST(MbdSaliency, ReconstructionsKeepThePeakAndFillTheHoles) {
+    cv::Mat image(9, 9, CV_8U, cv::Scalar(0));
+    image(cv::Rect(2, 2, 5, 5)).setTo(200);
+    image.at<uint8_t>(4, 4) = 50;  // a dark hole inside a bright plateau
+    const cv::Mat element =
+        cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3), cv::Point(1, 1));
+    const cv::Mat opened = reconstruct_by_dilation(image, element, 5);
+    const cv::Mat closed = reconstruct_by_erosion(image, element, 5);
+    // The marker is the plateau's 5 by 5 minimum, the hole: the opening
+    // lowers the whole plateau to it.
+    EXPECT_EQ(opened.at<uint8_t>(3, 3), 50);
+    cv::Mat above;
+    cv::compare(opened, image, above, cv::CMP_GT);
+    EXPECT_EQ(cv::countNonZero(above), 0);     // reconstruction never exceeds its mask
+    EXPECT_EQ(closed.at<uint8_t>(4, 4), 200);  // the hole is filled from its rim
+}
+
+}  // namespace
+}  // namespace smartCrop
