@@ -3,6 +3,7 @@
 #ifndef SMARTCROP_BENCH_BENCH_IMAGES_H
 #define SMARTCROP_BENCH_BENCH_IMAGES_H
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <random>

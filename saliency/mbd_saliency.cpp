@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
 #include <opencv2/imgproc.hpp>
 
 namespace smartCrop {
@@ -174,19 +175,78 @@ cv::Mat apply_centre_bias(const cv::Mat& sum) {
 
 namespace {
 
-// Grows `marker` with `grow` under the bound `limit` until nothing changes.
-template <class Grow, class Bound>
-cv::Mat reconstruct(const cv::Mat& marker, const cv::Mat& image, Grow grow, Bound bound) {
-    cv::Mat output = marker.clone();
-    cv::Mat previous, mask;
-    for (;;) {
-        output.copyTo(previous);
-        grow(previous, output);
-        bound(output, image, output);
-        cv::compare(previous, output, mask, cv::CMP_NE);
-        if (cv::countNonZero(mask) == 0) break;
+// Geodesic reconstruction of `marker` under (dilation) or over (erosion)
+// `image` with the 3 by 3 cross. The result is the unique fixed point of
+// "grow by the element, then bound by the image"; alternating forward and
+// backward raster sweeps followed by a queue of the pixels that can still
+// spread reach it in linear time, instead of one full-image dilation per
+// pixel of propagation distance. Outside the image counts as
+// absent, as with the default border value of the morphology functions.
+template <bool kDilate>
+cv::Mat reconstruct(const cv::Mat& marker, const cv::Mat& image, const cv::Mat& element) {
+    const cv::Mat cross = cv::getStructuringElement(cv::MORPH_CROSS, cv::Size(3, 3));
+    CV_Assert(marker.type() == CV_8U && image.type() == CV_8U && marker.size() == image.size());
+    CV_Assert(cv::countNonZero(element != cross) == 0);
+    cv::Mat out = marker.clone();
+    const int H = out.rows, W = out.cols;
+    auto better = [](uint8_t a, uint8_t b) { return kDilate ? std::max(a, b) : std::min(a, b); };
+    auto bound = [](uint8_t v, uint8_t limit) {
+        return kDilate ? std::min(v, limit) : std::max(v, limit);
+    };
+    // The marker must already lie on the right side of the image.
+    for (int y = 0; y < H; ++y) {
+        uint8_t* o = out.ptr<uint8_t>(y);
+        const uint8_t* m = image.ptr<uint8_t>(y);
+        for (int x = 0; x < W; ++x) o[x] = bound(o[x], m[x]);
     }
-    return output;
+    // `ahead(a, b)`: a would still grow towards b.
+    auto ahead = [](uint8_t a, uint8_t b) { return kDilate ? a < b : a > b; };
+    for (int y = 0; y < H; ++y) {
+        uint8_t* o = out.ptr<uint8_t>(y);
+        const uint8_t* above = y > 0 ? out.ptr<uint8_t>(y - 1) : nullptr;
+        const uint8_t* m = image.ptr<uint8_t>(y);
+        for (int x = 0; x < W; ++x) {
+            uint8_t v = o[x];
+            if (x > 0) v = better(v, o[x - 1]);
+            if (above) v = better(v, above[x]);
+            o[x] = bound(v, m[x]);
+        }
+    }
+    std::deque<int> queue;
+    for (int y = H - 1; y >= 0; --y) {
+        uint8_t* o = out.ptr<uint8_t>(y);
+        uint8_t* below = y + 1 < H ? out.ptr<uint8_t>(y + 1) : nullptr;
+        const uint8_t* m = image.ptr<uint8_t>(y);
+        const uint8_t* mBelow = y + 1 < H ? image.ptr<uint8_t>(y + 1) : nullptr;
+        for (int x = W - 1; x >= 0; --x) {
+            uint8_t v = o[x];
+            if (x + 1 < W) v = better(v, o[x + 1]);
+            if (below) v = better(v, below[x]);
+            o[x] = v = bound(v, m[x]);
+            // A later neighbour that could still take this value: finish by queue.
+            if ((x + 1 < W && ahead(o[x + 1], v) && ahead(o[x + 1], m[x + 1])) ||
+                (below && ahead(below[x], v) && ahead(below[x], mBelow[x]))) {
+                queue.push_back(y * W + x);
+            }
+        }
+    }
+    uint8_t* o = out.ptr<uint8_t>(0);  // continuous: made by clone()
+    const uint8_t* m = image.isContinuous() ? image.ptr<uint8_t>(0) : nullptr;
+    const cv::Mat continuousImage = m ? image : image.clone();
+    m = continuousImage.ptr<uint8_t>(0);
+    while (!queue.empty()) {
+        const int p = queue.front();
+        queue.pop_front();
+        const int x = p % W, y = p / W;
+        const int neighbours[4] = {x > 0 ? p - 1 : -1, x + 1 < W ? p + 1 : -1, y > 0 ? p - W : -1,
+                                   y + 1 < H ? p + W : -1};
+        for (int q : neighbours) {
+            if (q < 0 || !ahead(o[q], o[p]) || o[q] == m[q]) continue;
+            o[q] = bound(o[p], m[q]);
+            queue.push_back(q);
+        }
+    }
+    return out;
 }
 
 }  // namespace
@@ -195,26 +255,14 @@ cv::Mat reconstruct_by_dilation(const cv::Mat& image, const cv::Mat& element, in
     cv::Mat marker;
     cv::erode(image, marker, cv::Mat(), cv::Point(-1, -1), size / 2, cv::BORDER_CONSTANT,
               cv::morphologyDefaultBorderValue());
-    return reconstruct(
-        marker, image,
-        [&](const cv::Mat& in, cv::Mat& out) {
-            cv::dilate(in, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
-                       cv::morphologyDefaultBorderValue());
-        },
-        [](const cv::Mat& a, const cv::Mat& b, cv::Mat& out) { cv::min(a, b, out); });
+    return reconstruct<true>(marker, image, element);
 }
 
 cv::Mat reconstruct_by_erosion(const cv::Mat& image, const cv::Mat& element, int size) {
     cv::Mat marker;
     cv::dilate(image, marker, cv::Mat(), cv::Point(-1, -1), size / 2, cv::BORDER_CONSTANT,
                cv::morphologyDefaultBorderValue());
-    return reconstruct(
-        marker, image,
-        [&](const cv::Mat& in, cv::Mat& out) {
-            cv::erode(in, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
-                      cv::morphologyDefaultBorderValue());
-        },
-        [](const cv::Mat& a, const cv::Mat& b, cv::Mat& out) { cv::max(a, b, out); });
+    return reconstruct<false>(marker, image, element);
 }
 
 cv::Mat compute_mbd_saliency(const cv::Mat& source, bool centre_bias) {

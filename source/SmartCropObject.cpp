@@ -3,8 +3,11 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <stdexcept>
+#include <string>
 
 #include "ErrorFunnel.h"
+#include "sequential_opencv.h"
 
 namespace smartCrop {
 
@@ -86,14 +89,29 @@ eErrorCode SmartCrop::Init(IImage* newImage, const SmartCropParams* newParams) {
         // A second Init replaces what the first built; a failed one leaves
         // the object unbuilt rather than half built.
         generator.reset();
+        analyzer.reset();
         image = newImage;
-        if (newParams != &params)
-            StoreParams(*newParams);
-        else
-            StoreParams(params);
+        // Also when `newParams` is the stored record, edited in place by the
+        // host: its arrays may now be the host's, and are copied in.
+        StoreParams(*newParams);
 
-        generator = std::make_unique<RandomCropGenerator>(width, height, ownedAspects, ownedScales,
-                                                          params.gridBudget >> 1);
+        auto newGenerator = std::make_unique<RandomCropGenerator>(
+            width, height, ownedAspects, ownedScales, params.gridBudget >> 1);
+        std::unique_ptr<CropAnalyzer> newAnalyzer;
+        try {
+            SequentialOpenCv sequential;
+            newAnalyzer = std::make_unique<CropAnalyzer>(*image, params, ownedRects);
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception& e) {
+            // An OpenCV failure, such as an image too thin for the saliency
+            // stage: the host gets the reason, not only a code.
+            lastError = std::string("SmartCrop: the image could not be analysed: ") + e.what();
+            throw eUnexpected;
+        }
+        newAnalyzer->roiList = ownedRects;
+        generator = std::move(newGenerator);
+        analyzer = std::move(newAnalyzer);
     });
 }
 
@@ -101,6 +119,7 @@ eErrorCode SmartCrop::InitDefaults(IImage* newImage) {
     return RunFunnelled(lastError, [&] {
         // A new image invalidates whatever was built for the old one.
         generator.reset();
+        analyzer.reset();
         image = newImage;
         ResetParams();
     });

@@ -10,6 +10,7 @@
 #include "RandomCropGenerator.h"
 #include "RefCount.h"
 #include "SmartCrop.h"
+#include "crop_analyzer.h"
 
 namespace smartCrop {
 
@@ -37,6 +38,7 @@ public:
     const char* GetLastErrorText() override { return lastError.c_str(); }
 
     RandomCropGenerator* Generator() { return generator.get(); }
+    CropAnalyzer* Analyzer() { return analyzer.get(); }
 
 private:
     SmartCrop();
@@ -50,6 +52,7 @@ private:
 
     std::unique_ptr<RandomCropGenerator> generator;
     IImage* image = nullptr;  // the host keeps it alive
+    std::unique_ptr<CropAnalyzer> analyzer;
     SmartCropParams params;
     std::string lastError;
     // Storage of the stored record's arrays. The record's pointers are the

@@ -99,5 +99,51 @@ TEST(MbdSaliency, ReconstructionsKeepThePeakAndFillTheHoles) {
     EXPECT_EQ(closed.at<uint8_t>(4, 4), 200);  // the hole is filled from its rim
 }
 
+// The plain definition of reconstruction: dilate (erode) the marker by the
+// element, bound it by the image, until nothing changes.
+cv::Mat reference_reconstruction(const cv::Mat& image, const cv::Mat& element, bool dilate) {
+    cv::Mat out;
+    if (dilate) {
+        cv::erode(image, out, cv::Mat(), cv::Point(-1, -1), 2, cv::BORDER_CONSTANT,
+                  cv::morphologyDefaultBorderValue());
+    } else {
+        cv::dilate(image, out, cv::Mat(), cv::Point(-1, -1), 2, cv::BORDER_CONSTANT,
+                   cv::morphologyDefaultBorderValue());
+    }
+    cv::Mat previous;
+    do {
+        out.copyTo(previous);
+        if (dilate) {
+            cv::dilate(previous, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
+                       cv::morphologyDefaultBorderValue());
+            out = cv::min(out, image);
+        } else {
+            cv::erode(previous, out, element, cv::Point(-1, -1), 1, cv::BORDER_CONSTANT,
+                      cv::morphologyDefaultBorderValue());
+            out = cv::max(out, image);
+        }
+    } while (cv::countNonZero(previous != out) > 0);
+    return out;
+}
+
+TEST(MbdSaliency, ReconstructionsEqualTheIteratedDefinition) {
+    const cv::Mat element =
+        cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3), cv::Point(1, 1));
+    cv::RNG rng(99);
+    for (int trial = 0; trial < 20; ++trial) {
+        cv::Mat image(17 + trial * 5, 23 + trial * 3, CV_8U);
+        rng.fill(image, cv::RNG::UNIFORM, 0, 256);
+        if (trial % 2 == 1) cv::GaussianBlur(image, image, cv::Size(5, 5), 1.5);
+        ASSERT_EQ(cv::norm(reconstruct_by_dilation(image, element, 5),
+                           reference_reconstruction(image, element, true), cv::NORM_INF),
+                  0)
+            << trial;
+        ASSERT_EQ(cv::norm(reconstruct_by_erosion(image, element, 5),
+                           reference_reconstruction(image, element, false), cv::NORM_INF),
+                  0)
+            << trial;
+    }
+}
+
 }  // namespace
 }  // namespace smartCrop

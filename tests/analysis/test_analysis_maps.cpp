@@ -1,0 +1,100 @@
+// Thresholds, centre bands and summed-area tables of the analysis maps.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "analysis_maps.h"
+#include "edge_map.h"
+
+namespace smartCrop {
+namespace {
+
+TEST(AnalysisMaps, ThresholdRelativeZeroesAtAndBelow) {
+    FloatMap map;
+    map.resize(1, 4);
+    const float justAbove = std::nextafter(0.5f, 1.0f);
+    map.data.assign({1.0f, 0.5f, justAbove, 0.2f});
+    threshold_relative(map, 0.5f);
+    EXPECT_EQ(map.data[0], 1.0f);
+    EXPECT_EQ(map.data[1], 0.0f);
+    EXPECT_EQ(map.data[2], justAbove);
+    EXPECT_EQ(map.data[3], 0.0f);
+    map.data.assign({0, 0, 0, 0});  // t = 0 changes nothing
+    threshold_relative(map, 0.3f);
+    EXPECT_EQ(std::vector<float>(map.data.begin(), map.data.end()), std::vector<float>(4, 0.0f));
+}
+
+TEST(AnalysisMaps, CentreBandsWeighColumns) {
+    FloatMap map;
+    map.resize(3, 10);
+    std::fill(map.data.begin(), map.data.end(), 1.0f);
+    weight_centre_bands(map, 5);
+    const float expected[5] = {0.2f, 0.4472136f, 1.0f, 0.4472136f, 0.2f};
+    for (int r = 0; r < 3; ++r) {
+        for (int c = 0; c < 10; ++c) EXPECT_NEAR(map.at(r, c), expected[c / 2], 1e-6f) << c;
+    }
+}
+
+TEST(AnalysisMaps, TablesAgreeWithBruteForceSums) {
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> value(0.0f, 1.0f);
+    FloatMap map;
+    map.resize(23, 31);
+    for (float& v : map.data) v = value(rng);
+    DoubleMap table;
+    table.resize(23, 31);
+    integral_image(map, table);
+    std::uniform_int_distribution<int> row(0, 22), col(0, 30);
+    for (int trial = 0; trial < 200; ++trial) {
+        int r0 = row(rng), r1 = row(rng), c0 = col(rng), c1 = col(rng);
+        if (r0 > r1) std::swap(r0, r1);
+        if (c0 > c1) std::swap(c0, c1);
+        double sum = 0;
+        for (int r = r0; r <= r1; ++r)
+            for (int c = c0; c <= c1; ++c) sum += map.at(r, c);
+        // Double tables of float inputs: rounding far below a float's ulp.
+        EXPECT_NEAR(region_sum(table, r0, r1, c0, c1), sum, 1e-9);
+        EXPECT_NEAR(region_mean(table, r0, r1, c0, c1), sum / ((r1 - r0 + 1) * (c1 - c0 + 1)),
+                    1e-10);
+    }
+}
+
+TEST(AnalysisMaps, BatchedTablesEqualSingleTablesBitForBit) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> value(-1.0f, 3.0f);
+    FloatMap maps[3];
+    DoubleMap single[3], batched[3];
+    const FloatMap* in[3];
+    DoubleMap* out[3];
+    for (int k = 0; k < 3; ++k) {
+        maps[k].resize(17, 29);
+        for (float& v : maps[k].data) v = value(rng);
+        single[k].resize(17, 29);
+        batched[k].resize(17, 29);
+        integral_image(maps[k], single[k]);
+        in[k] = &maps[k];
+        out[k] = &batched[k];
+    }
+    integral_images(in, out, 3);
+    for (int k = 0; k < 3; ++k) {
+        ASSERT_EQ(0, std::memcmp(single[k].data.data(), batched[k].data.data(),
+                                 single[k].size() * sizeof(double)));
+    }
+}
+
+TEST(EdgeMap, LevelSizes) {
+    const auto wide = edge_level_sizes(640, 320, {0.04f, 0.2f});
+    ASSERT_EQ(wide.size(), 2u);
+    EXPECT_EQ(wide[0].width, 25);
+    EXPECT_EQ(wide[0].height, 12);
+    EXPECT_EQ(wide[1].width, 128);
+    EXPECT_EQ(wide[1].height, 64);
+    const auto thin = edge_level_sizes(640, 20, {0.04f, 0.2f});
+    ASSERT_EQ(thin.size(), 1u);
+    EXPECT_EQ(thin[0].height, 4);
+}
+
+}  // namespace
+}  // namespace smartCrop

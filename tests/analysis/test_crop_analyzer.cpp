@@ -1,0 +1,152 @@
+// The analysis driver: sizes, maps, tables and totals of real images.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <sstream>
+
+#include "SmartCrop.h"
+#include "crop_analyzer.h"
+#include "test_images.h"
+
+namespace smartCrop {
+namespace {
+
+// A textured warm object right of centre on a smooth cool background.
+test::Rgb photo(int x, int y, int W, int H) {
+    const bool object = x > W * 0.55 && x < W * 0.85 && y > H * 0.3 && y < H * 0.7;
+    if (object) {
+        const int stripe = ((x / 5 + y / 7) % 2) * 70;
+        return {static_cast<uint8_t>(210 - stripe), static_cast<uint8_t>(100 + stripe / 2), 40};
+    }
+    return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
+}
+
+std::unique_ptr<CropAnalyzer> analyse(const test::Image& image, const SmartCropParams& params = {},
+                                      const std::vector<RectOfInterest>& rects = {}) {
+    return std::make_unique<CropAnalyzer>(*image.get(), params, rects);
+}
+
+double share(const DoubleMap& table, float total, int r0, int r1, int c0, int c1) {
+    return region_sum(table, r0, r1, c0, c1) / total;
+}
+
+TEST(CropAnalyzer, WorkAndHighSizes) {
+    auto s = CropAnalyzer::sizes_for(640, 1);
+    EXPECT_EQ(s.workWidth, 640);
+    EXPECT_EQ(s.workHeight, 1);
+    s = CropAnalyzer::sizes_for(1000, 1);
+    EXPECT_EQ(s.workWidth, 640);
+    EXPECT_EQ(s.workHeight, 1);
+    s = CropAnalyzer::sizes_for(2000, 1);
+    EXPECT_EQ(s.workHeight, 0);
+    s = CropAnalyzer::sizes_for(100, 50);  // small sources are enlarged
+    EXPECT_EQ(s.workWidth, 640);
+    EXPECT_EQ(s.workHeight, 320);
+    EXPECT_EQ(s.highWidth, 1024);
+    EXPECT_EQ(s.highHeight, 512);
+}
+
+TEST(CropAnalyzer, ExtremeAspectLeavesNoMaps) {
+    test::Image thin(2000, 1);
+    std::ostringstream captured;
+    std::streambuf* old = std::cerr.rdbuf(captured.rdbuf());
+    auto analyzer = analyse(thin);
+    std::cerr.rdbuf(old);
+    EXPECT_EQ(captured.str(), "Image aspect ratio is larger than 1:640! \n");
+    EXPECT_FALSE(analyzer->has_maps());
+    EXPECT_TRUE(analyzer->saliencyMap.empty());
+    EXPECT_TRUE(analyzer->gradientIntegral.empty());
+}
+
+TEST(CropAnalyzer, TooThinForSaliencyFailsWithAText) {
+    test::Image thin(1000, 1);  // work 640 by 1: the 300-pixel copy has no rows
+    SmartCropParams params;
+    ISmartCrop* crop = CreateSmartCropObj(thin.get(), &params);
+    ASSERT_NE(crop, nullptr);
+    EXPECT_EQ(crop->Init(thin.get(), &params), eUnexpected);
+    EXPECT_EQ(std::string(crop->GetLastErrorText())
+                  .rfind("SmartCrop: the image could not be analysed: ", 0),
+              0u);
+    crop->Release();
+}
+
+TEST(CropAnalyzer, BorderStripWidthAtSmallSizes) {
+    test::Image six(640, 6, [](int x, int y) { return test::Rgb{uint8_t(x), uint8_t(y * 40), 9}; });
+    EXPECT_EQ(analyse(six)->borderStripWidth, 1);
+    test::Image seven(640, 7, [](int x, int y) {
+        return test::Rgb{uint8_t(x), uint8_t(y * 30), 9};
+    });
+    EXPECT_EQ(analyse(seven)->borderStripWidth, 1);
+    test::Image twenty(640, 20, [](int x, int y) {
+        return test::Rgb{uint8_t(x), uint8_t(y * 9), 9};
+    });
+    EXPECT_EQ(analyse(twenty)->borderStripWidth, 3);
+}
+
+TEST(CropAnalyzer, ConstantImageHasFlooredTotalsAndNoNaN) {
+    test::Image flat(320, 200, [](int, int) { return test::Rgb{90, 120, 150}; });
+    auto a = analyse(flat);
+    ASSERT_TRUE(a->has_maps());
+    EXPECT_EQ(a->gradientTotal, 1e-10f);
+    EXPECT_EQ(a->contrastPeakTotal, 1e-10f);
+    for (const FloatMap* m :
+         {&a->saliencyMap, &a->edgeMap, &a->saliencyMask, &a->contrastMap, &a->contrastPeakMap,
+          &a->gradientMap, &a->borderMaps[0], &a->borderMaps[3]}) {
+        for (float v : m->data) ASSERT_FALSE(std::isnan(v));
+    }
+    for (float inv : a->borderInverseMeans) EXPECT_FLOAT_EQ(inv, 100.0f);  // empty strips
+    EXPECT_EQ(a->highImage.width, 1024);
+    EXPECT_EQ(a->highImage.data[0], 90);  // red first
+    EXPECT_EQ(a->highImage.data[2], 150);
+}
+
+TEST(CropAnalyzer, ObjectHoldsMostOfTheMass) {
+    const int W = 960, H = 640;
+    test::Image image(W, H, [&](int x, int y) { return photo(x, y, W, H); });
+    auto a = analyse(image);
+    ASSERT_EQ(a->workWidth, 640);
+    ASSERT_EQ(a->workHeight, 427);
+    // The object in work coordinates, with a margin for blur and dilation.
+    const int c0 = static_cast<int>(640 * 0.5), c1 = static_cast<int>(640 * 0.9);
+    const int r0 = static_cast<int>(427 * 0.25), r1 = static_cast<int>(427 * 0.75);
+    EXPECT_GT(share(a->saliencyMaskIntegral, a->saliencyMaskTotal, r0, r1, c0, c1), 0.6);
+    EXPECT_GT(share(a->contrastIntegral, a->contrastTotal, r0, r1, c0, c1), 0.6);
+    EXPECT_GT(share(a->gradientIntegral, a->gradientTotal, r0, r1, c0, c1), 0.6);
+    // The object covers about 10% of the frame.
+    EXPECT_GT(share(a->contrastPeakIntegral, a->contrastPeakTotal, r0, r1, c0, c1), 0.8);
+}
+
+TEST(CropAnalyzer, RectanglesPaintTheSaliencyMaps) {
+    const int W = 960, H = 640;
+    test::Image image(W, H, [&](int x, int y) { return photo(x, y, W, H); });
+    RectOfInterest rect;
+    rect.left = 600;
+    rect.right = 780;
+    rect.top = 220;
+    rect.bottom = 420;
+    SmartCropParams blank;
+    blank.saliencyFill = 0.0f;  // a fill of 0 blanks the rectangle out
+    auto a = analyse(image, blank, {rect});
+    const int c0 = 600 * 640 / 960, c1 = 780 * 640 / 960, r0 = 220 * 427 / 640,
+              r1 = 420 * 427 / 640;
+    for (int r = r0; r <= r1; ++r)
+        for (int c = c0; c <= c1; ++c) ASSERT_EQ(a->saliencyMap.at(r, c), 0.0f);
+
+    SmartCropParams bright;
+    bright.saliencyFill = 5.0f;  // above 1: painted, then normalised back to 0..1
+    auto b = analyse(image, bright, {rect});
+    float maxValue = 0.0f;
+    for (float v : b->saliencyMap.data) maxValue = std::max(maxValue, v);
+    EXPECT_FLOAT_EQ(maxValue, 1.0f);
+    EXPECT_FLOAT_EQ(b->saliencyMap.at(r0, c0), 1.0f);
+    // A rectangle reaching outside the image is clipped, not written past the maps.
+    rect.right = 5000;
+    rect.bottom = 5000;
+    bright.edgeFill = 1.0f;
+    bright.borderFill = 0.5f;
+    auto c = analyse(image, bright, {rect});
+    EXPECT_EQ(c->borderMaps[1].at(426, 639), 0.5f);
+}
+
+}  // namespace
+}  // namespace smartCrop
