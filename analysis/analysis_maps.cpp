@@ -93,18 +93,6 @@ void integral_images(const FloatMap* const* maps, DoubleMap* const* tables, int 
     }
 }
 
-double region_sum(const DoubleMap& t, int r0, int r1, int c0, int c1) {
-    const double a = t.at(r1, c1);
-    const double b = r0 >= 1 ? t.at(r0 - 1, c1) : 0.0;
-    const double c = c0 >= 1 ? t.at(r1, c0 - 1) : 0.0;
-    const double d = (r0 >= 1 && c0 >= 1) ? t.at(r0 - 1, c0 - 1) : 0.0;
-    return a - b - c + d;
-}
-
-double region_mean(const DoubleMap& t, int r0, int r1, int c0, int c1) {
-    return region_sum(t, r0, r1, c0, c1) / ((r1 - r0 + 1) * (c1 - c0 + 1));
-}
-
 void resize_pixels(const uint8_t* source, int sourceWidth, int sourceHeight, uint8_t* target,
                    int targetWidth, int targetHeight) {
     const cv::Mat in(sourceHeight, sourceWidth, CV_8UC4, const_cast<uint8_t*>(source));

@@ -3,10 +3,12 @@
 #ifndef SMARTCROP_ANALYSIS_CROP_ANALYZER_H
 #define SMARTCROP_ANALYSIS_CROP_ANALYZER_H
 
+#include <array>
 #include <memory>
 #include <vector>
 
 #include "CommonStructures.h"
+#include "RandomCropGenerator.h"
 #include "SmartCrop.h"
 #include "analysis_maps.h"
 
@@ -31,6 +33,39 @@ public:
 
     // False after the extreme-aspect message: the image was too thin to analyse.
     bool has_maps() const { return workWidth >= 1 && workHeight >= 1; }
+
+    struct WorkRect {
+        int r0, c0, r1, c1;
+    };
+    // The crop in work coordinates, clamped into the maps.
+    WorkRect work_rect(const CropRect& crop) const;
+
+    // The five features of a crop and its aesthetic score, once per record.
+    void compute_features(CropRect& crop);
+    // How much the crop's edges (work coordinates) run along contrast.
+    float border_cost(int r0, int c0, int r1, int c1) const;
+    // How well the crop treats the soft rectangles of interest `rects`,
+    // whose bounding rectangle is `bounds`.
+    float roi_score(const CropRect& crop, const std::vector<RectOfInterest>& rects,
+                    const RectOfInterest& bounds) const;
+
+    // Features of every record of the range and, at every query, roiScore
+    // against the soft rectangles that apply.
+    void score_candidates(bool useFaces, CropTable& table, uint32_t aspect, uint32_t scale);
+    // Drops the records that break a hard rectangle, ranks the rest and picks
+    // a diverse list of up to `count`.
+    std::vector<CropRect>& select_suggestions(uint32_t count, const CropTable& table, bool useFaces,
+                                              uint32_t mode, std::array<double, 6> weights,
+                                              uint32_t aspect, uint32_t scale);
+    std::vector<CropRect>& rank_candidates(uint32_t count, std::vector<CropRect>& candidates,
+                                           const std::array<double, 6>& weights);
+    // `order`: (score, index into candidates), best first.
+    std::vector<CropRect>& pick_diverse(std::vector<CropRect>& candidates,
+                                        const std::vector<std::pair<double, uint32_t>>& order,
+                                        uint32_t count, float overlapLimit, float keepFraction,
+                                        float reachFraction, uint32_t mode);
+    // Adds the faces of the high-resolution copy to roiList, once.
+    void detect_faces();
 
     bool facesDone = false;
     int32_t workWidth = 0;
@@ -66,6 +101,9 @@ private:
     void build_gradient_map();
     void build_tables();
 };
+
+// Ranks of values by their order: log(k + 1) / log(n) for the k-th smallest.
+void log_rank(std::vector<std::pair<float, uint32_t>>& pairs, std::vector<float>& out);
 
 // The stages of the analysis, exposed for the benchmarks' per-stage figures.
 namespace analysis_stages {

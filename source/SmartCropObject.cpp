@@ -1,5 +1,7 @@
 #include "SmartCropObject.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -7,11 +9,16 @@
 #include <string>
 
 #include "ErrorFunnel.h"
+#include "RectLists.h"
 #include "sequential_opencv.h"
 
 namespace smartCrop {
 
 namespace {
+
+struct ReleaseDeleter {
+    void operator()(IBaseClass* object) const { object->Release(); }
+};
 
 template <class Record>
 std::vector<Record> CopyArray(const Record* data, uint32_t count) {
@@ -39,6 +46,7 @@ void SmartCrop::StoreParams(const SmartCropParams& source) {
         FailWith(lastError, "SmartCrop: params has a null array with a non-zero count",
                  eInvalidRequest);
     }
+    for (uint32_t i = 0; i < source.rectsOfInterestCount; ++i) CheckRect(source.rectsOfInterest[i]);
     // Copy first: `source` may point into the vectors being replaced.
     std::vector<RatioEntry> aspects = CopyArray(source.aspectRatios, source.aspectRatioCount);
     std::vector<RatioEntry> scales = CopyArray(source.scaleRatios, source.scaleRatioCount);
@@ -66,6 +74,18 @@ void SmartCrop::ResetParams() {
 void SmartCrop::RequireBuilt() {
     if (!generator)
         FailWith(lastError, "SmartCrop: the object is not initialised", eNotInitialised);
+}
+
+void SmartCrop::RequireAnalysis() {
+    if (!generator || !analyzer) {
+        FailWith(lastError, "SmartCrop: the object is not initialised", eNotInitialised);
+    }
+    if (!analyzer->has_maps()) {
+        FailWith(
+            lastError,
+            "SmartCrop: the image has no analysis: it is too thin (aspect ratio beyond 1:1280)",
+            eUnexpected);
+    }
 }
 
 eErrorCode SmartCrop::Init(IImage* newImage, const SmartCropParams* newParams) {
@@ -158,40 +178,143 @@ eErrorCode SmartCrop::SetScaleRatio(double ratio, bool enabled) {
 eErrorCode SmartCrop::GetRectsOfInterest(IRectsOfInterest** out) {
     if (!generator) return eNotInitialised;
     return RunFunnelled(lastError, [&] {
-        (void)out;
-        FailWith(lastError, "SmartCrop: rectangles of interest are not available yet", eUnexpected);
+        RequireBuilt();
+        if (out == nullptr) FailWith(lastError, "SmartCrop: out is null", eInvalidRequest);
+        std::unique_ptr<CRectsOfInterest, ReleaseDeleter> list(new CRectsOfInterest);
+        list->Append(analyzer->roiList.begin(), analyzer->roiList.end());
+        *out = list.release();
     });
+}
+
+void SmartCrop::CheckRect(const RectOfInterest& rect) {
+    // An inverted rectangle has no area to cover or avoid; every measure of
+    // it would divide by a non-positive count.
+    if (rect.left > rect.right || rect.top > rect.bottom) {
+        FailWith(lastError, "SmartCrop: a rectangle of interest is empty or inverted",
+                 eInvalidRequest);
+    }
 }
 
 eErrorCode SmartCrop::AddRectOfInterest(const RectOfInterest* rect) {
     return RunFunnelled(lastError, [&] {
-        (void)rect;
-        FailWith(lastError, "SmartCrop: rectangles of interest are not available yet", eUnexpected);
+        RequireBuilt();
+        if (rect == nullptr) FailWith(lastError, "SmartCrop: rect is null", eInvalidRequest);
+        CheckRect(*rect);
+        analyzer->roiList.push_back(*rect);
     });
+}
+
+bool SmartCrop::FittingExactSize(const SuggestionParams& request) const {
+    return request.width > 0 && request.height > 0 &&
+           request.width <= static_cast<double>(image->GetWidth()) &&
+           request.height <= static_cast<double>(image->GetHeight());
+}
+
+void SmartCrop::PrepareCandidates(const SuggestionParams& request, uint32_t& aspectIndex,
+                                  uint32_t& scaleIndex, bool perAspectRatio) {
+    if (params.detectFaces && request.useFaces) {
+        try {
+            SequentialOpenCv sequential;
+            analyzer->detect_faces();
+        } catch (...) {
+            FailWith(lastError, "SmartCrop: Error detecting faces", eUnexpected);
+        }
+    }
+    const std::vector<RatioEntry>& aspects = generator->GetAspectRatios();
+    const std::vector<RatioEntry>& scales = generator->GetScaleRatios();
+    if (FittingExactSize(request)) {
+        if (perAspectRatio) {
+            FailWith(lastError, "SmartCrop:  perAspectRatio was true", eInvalidRequest);
+        }
+        if (request.aspectRatio > 0) {
+            FailWith(lastError, "SmartCrop:  inSuggestionParams aspectRatio > 0", eInvalidRequest);
+        }
+        generator->CropsForSize(request.width, request.height, aspectIndex, scaleIndex);
+        if (!aspects[aspectIndex].enabled || !scales[scaleIndex].enabled) {
+            FailWith(lastError, "SmartCrop: input aspect ratio or scale ratio is disabled",
+                     eInvalidRequest);
+        }
+    } else if (request.aspectRatio > 0 && !perAspectRatio) {
+        generator->CropsForAspect(request.aspectRatio, aspectIndex);
+        if (!aspects[aspectIndex].enabled) {
+            FailWith(lastError, "SmartCrop: input aspect ratio is disabled", eInvalidRequest);
+        }
+        generator->CropsForAspect(request.aspectRatio, aspectIndex);
+    } else {
+        generator->BuildAll();
+    }
+    analyzer->score_candidates(request.useFaces, generator->Table(), aspectIndex, scaleIndex);
 }
 
 eErrorCode SmartCrop::GetAllCrops(ICropRects** out, const SuggestionParams* request) {
     return RunFunnelled(lastError, [&] {
-        (void)out;
-        (void)request;
-        FailWith(lastError, "SmartCrop: crop queries are not available yet", eUnexpected);
+        RequireAnalysis();
+        if (out == nullptr || request == nullptr) {
+            FailWith(lastError, "SmartCrop: a null argument", eInvalidRequest);
+        }
+        uint32_t aspectIndex = kAllIndices, scaleIndex = kAllIndices;
+        // Always per aspect ratio: an exact size is refused, a ratio widens to all.
+        PrepareCandidates(*request, aspectIndex, scaleIndex, true);
+        const std::vector<CropRect>& flat = generator->FlattenEnabled(kAllIndices);
+        std::unique_ptr<CCropRects, ReleaseDeleter> list(new CCropRects);
+        list->Append(flat.begin(), flat.end());
+        *out = list.release();
     });
 }
 
 eErrorCode SmartCrop::GetSuggestions(ICropRects** out, const SelectionParams* selection,
                                      const SuggestionParams* request) {
     return RunFunnelled(lastError, [&] {
-        (void)out;
-        (void)selection;
-        (void)request;
-        FailWith(lastError, "SmartCrop: crop queries are not available yet", eUnexpected);
+        RequireAnalysis();
+        if (out == nullptr || selection == nullptr || request == nullptr) {
+            FailWith(lastError, "SmartCrop: a null argument", eInvalidRequest);
+        }
+        uint32_t aspectIndex = kAllIndices, scaleIndex = kAllIndices;
+        PrepareCandidates(*request, aspectIndex, scaleIndex, selection->perAspectRatio);
+        std::unique_ptr<CCropRects, ReleaseDeleter> list(new CCropRects);
+        std::array<double, 6> weights;
+        std::copy(std::begin(selection->weights), std::end(selection->weights), weights.begin());
+        auto select = [&](const CropTable& table, uint32_t a, uint32_t s) {
+            const std::vector<CropRect>& picked = analyzer->select_suggestions(
+                selection->count, table, request->useFaces, selection->mode, weights, a, s);
+            list->Append(picked.begin(), picked.end());
+        };
+        if (FittingExactSize(*request)) {
+            select(generator->Table(), aspectIndex, scaleIndex);
+        } else if (!selection->perAspectRatio) {
+            CropTable filtered;
+            generator->CopyEnabled(filtered, aspectIndex);
+            select(filtered, kAllIndices, kAllIndices);
+        } else {
+            const std::vector<RatioEntry> aspects = generator->GetAspectRatios();
+            CropTable filtered;
+            for (uint32_t i = 0; i < aspects.size(); ++i) {
+                if (!aspects[i].enabled) continue;
+                generator->CopyEnabled(filtered, i);
+                select(filtered, kAllIndices, kAllIndices);
+            }
+        }
+        *out = list.release();
     });
 }
 
 eErrorCode SmartCrop::ScoreCrop(CropRect* crop) {
     return RunFunnelled(lastError, [&] {
-        (void)crop;
-        FailWith(lastError, "SmartCrop: crop queries are not available yet", eUnexpected);
+        RequireAnalysis();
+        if (crop == nullptr) FailWith(lastError, "SmartCrop: crop is null", eInvalidRequest);
+        // A rectangle the features cannot describe gets a code, not numbers
+        // read from clamped garbage; one partly outside is scored on its
+        // part inside the image.
+        if (crop->left > crop->right || crop->top > crop->bottom) {
+            FailWith(lastError, "SmartCrop: the crop rectangle is empty or inverted",
+                     eInvalidRequest);
+        }
+        if (crop->right < 0 || crop->bottom < 0 || crop->left >= analyzer->sourceWidth ||
+            crop->top >= analyzer->sourceHeight) {
+            FailWith(lastError, "SmartCrop: the crop rectangle lies outside the image",
+                     eInvalidRequest);
+        }
+        analyzer->compute_features(*crop);
     });
 }
 

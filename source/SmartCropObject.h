@@ -49,6 +49,15 @@ private:
     void StoreParams(const SmartCropParams& source);
     void ResetParams();
     void RequireBuilt();
+    // Makes sure the candidates of the request exist and are scored; sets the
+    // index range they occupy.
+    void PrepareCandidates(const SuggestionParams& request, uint32_t& aspectIndex,
+                           uint32_t& scaleIndex, bool perAspectRatio);
+    // Width and height together ask for one size that fits inside the image.
+    bool FittingExactSize(const SuggestionParams& request) const;
+    void CheckRect(const RectOfInterest& rect);
+    // Built, and with maps to read.
+    void RequireAnalysis();
 
     std::unique_ptr<RandomCropGenerator> generator;
     IImage* image = nullptr;  // the host keeps it alive

@@ -1,0 +1,216 @@
+// From scored candidates to a short, diverse, ranked list.
+#include <algorithm>
+#include <cmath>
+
+#include "CropGeometry.h"
+#include "crop_analyzer.h"
+
+namespace smartCrop {
+
+namespace {
+
+bool applies(const RectOfInterest& r, bool useFaces) {
+    return r.active && (!r.isFace || useFaces);
+}
+
+// Descending, with NaN after every number: a strict weak order even for the
+// not-a-number scores a single candidate gets.
+bool higher(double a, double b) {
+    if (std::isnan(a)) return false;
+    if (std::isnan(b)) return true;
+    return a > b;
+}
+
+// Calls `visit` on every record of the index range, by row, cell, position.
+template <class Table, class Visit>
+void for_each_in_range(Table& table, uint32_t aspect, uint32_t scale, Visit visit) {
+    // An index past the table, or a row without cells, is an empty range.
+    const size_t firstRow = aspect == kAllIndices ? 0 : aspect;
+    const size_t lastRow =
+        aspect == kAllIndices ? table.size() : std::min<size_t>(aspect + 1, table.size());
+    for (size_t a = firstRow; a < lastRow; ++a) {
+        auto& row = table[a];
+        const size_t firstCell = scale == kAllIndices ? 0 : scale;
+        const size_t lastCell =
+            scale == kAllIndices ? row.size() : std::min<size_t>(scale + 1, row.size());
+        for (size_t s = firstCell; s < lastCell; ++s) {
+            for (auto& record : row[s]) visit(record);
+        }
+    }
+}
+
+}  // namespace
+
+void CropAnalyzer::score_candidates(bool useFaces, CropTable& table, uint32_t aspect,
+                                    uint32_t scale) {
+    std::vector<RectOfInterest> soft;
+    for (const RectOfInterest& r : roiList) {
+        if (!applies(r, useFaces) || (r.kind != eRoiWanted && r.kind != eRoiUnwanted)) continue;
+        soft.push_back(r);
+        if (r.isFace && useFaces) {
+            // Face rectangles were enlarged around the face: this copy is the
+            // face proper, without the lower 30% and 15% on either side.
+            RectOfInterest face = r;
+            face.bottom = r.bottom - static_cast<int32_t>((r.bottom - r.top) * 0.3);
+            face.left = r.left + static_cast<int32_t>((r.right - r.left) * 0.15);
+            face.right = r.right + static_cast<int32_t>((r.right - face.left) * -0.15);
+            soft.push_back(face);
+        }
+    }
+    RectOfInterest bounds;
+    if (!soft.empty()) {
+        bounds = soft[0];
+        for (const RectOfInterest& r : soft) {
+            bounds.left = std::min(bounds.left, r.left);
+            bounds.top = std::min(bounds.top, r.top);
+            bounds.right = std::max(bounds.right, r.right);
+            bounds.bottom = std::max(bounds.bottom, r.bottom);
+        }
+    }
+    for_each_in_range(table, aspect, scale, [&](CropRect& record) {
+        compute_features(record);
+        record.roiScore = soft.empty() ? 1.0 : roi_score(record, soft, bounds);
+    });
+}
+
+std::vector<CropRect>& CropAnalyzer::select_suggestions(uint32_t count, const CropTable& table,
+                                                        bool useFaces, uint32_t mode,
+                                                        std::array<double, 6> weights,
+                                                        uint32_t aspect, uint32_t scale) {
+    std::vector<RectOfInterest> hard;
+    for (const RectOfInterest& r : roiList) {
+        if (applies(r, useFaces) && (r.kind == eRoiRequired || r.kind == eRoiForbidden))
+            hard.push_back(r);
+    }
+    std::vector<CropRect> kept;
+    for_each_in_range(table, aspect, scale, [&](const CropRect& record) {
+        for (const RectOfInterest& k : hard) {
+            const float inside = covered_fraction(record, k);
+            if (k.kind == eRoiRequired ? inside != 1.0f : inside != 0.0f) return;
+        }
+        kept.push_back(record);
+    });
+    // Modes 1 to 3 rank on one feature (with the rectangles of interest).
+    static const int kCleared[4][4] = {{}, {1, 2, 3, 4}, {0, 2, 3, 4}, {0, 1, 3, 4}};
+    if (mode >= 1 && mode <= 3) {
+        for (int i : kCleared[mode]) weights[i] = 0.0;
+    }
+    return rank_candidates(count, kept, weights);
+}
+
+void log_rank(std::vector<std::pair<float, uint32_t>>& pairs, std::vector<float>& out) {
+    std::sort(pairs.begin(), pairs.end(),
+              [](const auto& a, const auto& b) { return higher(b.first, a.first); });
+    const double logN = std::log(static_cast<double>(static_cast<float>(pairs.size())));
+    for (size_t k = 0; k < pairs.size(); ++k) {
+        out[pairs[k].second] = static_cast<float>(std::log(static_cast<double>(k + 1)) / logN);
+    }
+}
+
+std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count, std::vector<CropRect>& F,
+                                                     const std::array<double, 6>& weights) {
+    const size_t n = F.size();
+    auto ranks = [&](double CropRect::*field) {
+        std::vector<std::pair<float, uint32_t>> pairs(n);
+        for (size_t i = 0; i < n; ++i)
+            pairs[i] = {static_cast<float>(F[i].*field), static_cast<uint32_t>(i)};
+        std::vector<float> r(n);
+        log_rank(pairs, r);
+        return r;
+    };
+    const std::vector<float> R0 = ranks(&CropRect::aestheticScore);
+    const std::vector<float> R1 = ranks(&CropRect::coverageScore);
+    const std::vector<float> R2 = ranks(&CropRect::borderScore);
+    const std::vector<float> R3 =
+        weights[3] > 0 ? ranks(&CropRect::peakShare) : std::vector<float>();
+    const std::vector<float> R4 =
+        weights[4] > 0 ? ranks(&CropRect::centreShare) : std::vector<float>();
+
+    std::vector<std::pair<double, uint32_t>> order(n);
+    for (size_t i = 0; i < n; ++i) {
+        double s = R0[i] * weights[0] + R1[i] * weights[1] + R2[i] * weights[2];
+        if (weights[3] > 0) s += R3[i] * weights[3];
+        if (weights[4] > 0) s += R4[i] * weights[4];
+        s = (s + (F[i].wellCovered ? 1.0 : 0.0)) * 0.5;
+        const double roi = static_cast<float>(F[i].roiScore);
+        s = (roi * weights[5] + s) / (weights[5] + 1.0);
+        F[i].score = s;
+        order[i] = {s, static_cast<uint32_t>(i)};
+    }
+    std::sort(order.begin(), order.end(),
+              [](const auto& a, const auto& b) { return higher(a.first, b.first); });
+    return pick_diverse(F, order, count, 0.83f, 0.2f, 1.0f, 0);
+}
+
+std::vector<CropRect>& CropAnalyzer::pick_diverse(
+    std::vector<CropRect>& F, const std::vector<std::pair<double, uint32_t>>& order, uint32_t count,
+    float overlapLimit, float keepFraction, float reachFraction, uint32_t mode) {
+    const size_t n = F.size();
+    const float kept = static_cast<float>(n) * keepFraction;
+    const size_t keep = kept > 200.0f ? static_cast<size_t>(kept) : n;
+    const float reach = std::max(1.0f, static_cast<float>(keep) * reachFraction);
+
+    std::vector<CropRect> T;
+    T.reserve(keep);
+    for (size_t i = 0; i < keep && i < order.size(); ++i) T.push_back(F[order[i].second]);
+    suggestions.clear();
+    if (keep < count) {
+        suggestions = std::move(T);
+        return suggestions;
+    }
+
+    // Only the first `count` clusters can be visited before the list is
+    // full (every seed is taken before any second member), so forming more
+    // would not change the answer.
+    std::vector<std::vector<CropRect>> clusters;
+    while (!T.empty() && clusters.size() < count) {
+        std::vector<CropRect> cluster{T[0]}, rest;
+        for (size_t i = 1; i < T.size(); ++i) {
+            if (overlap_iou(T[0], T[i]) > overlapLimit && static_cast<float>(i) < reach) {
+                cluster.push_back(T[i]);
+            } else {
+                rest.push_back(T[i]);
+            }
+        }
+        clusters.push_back(std::move(cluster));
+        T = std::move(rest);
+    }
+
+    auto field = [mode](const CropRect& r) {
+        switch (mode) {
+            case 1:
+                return r.aestheticScore;
+            case 2:
+                return r.coverageScore;
+            case 3:
+                return r.borderScore;
+            default:
+                return r.score;
+        }
+    };
+    std::vector<size_t> next(clusters.size(), 0);
+    const size_t N = clusters.size();
+    size_t emptyVisits = 0;
+    for (size_t t = 0; N > 0 && emptyVisits < N && suggestions.size() < count; ++t) {
+        std::vector<CropRect>& cluster = clusters[t % N];
+        if (cluster.empty()) {
+            ++emptyVisits;
+            continue;
+        }
+        size_t pick = 0;
+        if (mode >= 1 && mode <= 3) {
+            for (size_t i = 1; i < cluster.size(); ++i) {
+                if (field(cluster[i]) > field(cluster[pick])) pick = i;
+            }
+        }
+        suggestions.push_back(cluster[pick]);
+        cluster.erase(cluster.begin() + static_cast<std::ptrdiff_t>(pick));
+        emptyVisits = 0;
+    }
+    std::sort(suggestions.begin(), suggestions.end(),
+              [&](const CropRect& a, const CropRect& b) { return higher(field(b), field(a)); });
+    std::reverse(suggestions.begin(), suggestions.end());
+    return suggestions;
+}
+
+}  // namespace smartCrop

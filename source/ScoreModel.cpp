@@ -1,0 +1,20 @@
+#include "ScoreModel.h"
+
+#include <cblas.h>
+
+#include <algorithm>
+
+#include "vector_math.h"
+
+namespace smartCrop {
+
+float aesthetic_score(float* features, const float* mean, const float* scale, const float* weight,
+                      float bias) {
+    vs_sub(kPooledFeatureCount, features, mean, features);
+    vs_mul(kPooledFeatureCount, features, scale, features);
+    float z = cblas_sdot(kPooledFeatureCount, features, 1, weight, 1) - bias;
+    z = std::min(3.0f, std::max(-3.0f, z));
+    return (z + 3.0f) / 6.0f;
+}
+
+}  // namespace smartCrop

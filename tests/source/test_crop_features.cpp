@@ -1,0 +1,214 @@
+// The five features of a crop, the model step, pooling and roiScore.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+
+#include "CropGeometry.h"
+#include "PoolGrid.h"
+#include "ScoreModel.h"
+#include "SmartCrop.h"
+#include "crop_analyzer.h"
+#include "test_images.h"
+
+namespace smartCrop {
+namespace {
+
+test::Rgb photo(int x, int y, int W, int H) {
+    const bool object = x > W * 0.55 && x < W * 0.85 && y > H * 0.3 && y < H * 0.7;
+    if (object) {
+        const int stripe = ((x / 5 + y / 7) % 2) * 70;
+        return {static_cast<uint8_t>(210 - stripe), static_cast<uint8_t>(100 + stripe / 2), 40};
+    }
+    return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
+}
+
+struct Object {
+    explicit Object(const test::Image& image) {
+        SmartCropParams params;
+        crop = CreateSmartCropObj(image.get(), &params);
+    }
+    ~Object() { crop->Release(); }
+    ISmartCrop* crop;
+};
+
+CropRect rect(int left, int top, int right, int bottom) {
+    CropRect r;
+    r.left = left;
+    r.top = top;
+    r.right = right;
+    r.bottom = bottom;
+    return r;
+}
+
+TEST(CropFeatures, WholeImageIsFullyCovered) {
+    test::Image image(480, 320, [](int x, int y) { return photo(x, y, 480, 320); });
+    Object o(image);
+    CropRect whole = rect(0, 0, 479, 319);
+    ASSERT_EQ(o.crop->ScoreCrop(&whole), eSuccess);
+    EXPECT_TRUE(whole.analysed);
+    EXPECT_NEAR(whole.coverageScore, 1.0, 1e-6);
+    EXPECT_TRUE(whole.wellCovered);
+    EXPECT_NEAR(whole.peakShare, 1.0, 1e-6);
+    EXPECT_GE(whole.aestheticScore, 0.0);
+    EXPECT_LE(whole.aestheticScore, 1.0);
+
+    // A second call leaves the record exactly as it is.
+    const CropRect before = whole;
+    ASSERT_EQ(o.crop->ScoreCrop(&whole), eSuccess);
+    EXPECT_EQ(std::memcmp(&before, &whole, sizeof whole), 0);
+
+    // The object's region holds most of the mass; a crop of empty background little.
+    CropRect object = rect(250, 90, 420, 230);
+    CropRect background = rect(0, 0, 150, 100);
+    ASSERT_EQ(o.crop->ScoreCrop(&object), eSuccess);
+    ASSERT_EQ(o.crop->ScoreCrop(&background), eSuccess);
+    EXPECT_GT(object.coverageScore, 0.5);
+    EXPECT_LT(background.coverageScore, 0.1);
+    EXPECT_GT(object.centreShare, background.centreShare);
+}
+
+TEST(CropFeatures, ConstantImageHasNoMassAndCleanBorders) {
+    test::Image image(300, 200, [](int, int) { return test::Rgb{120, 130, 140}; });
+    Object o(image);
+    for (const CropRect& r :
+         {rect(0, 0, 299, 199), rect(40, 30, 140, 130), rect(150, 0, 299, 99)}) {
+        CropRect c = r;
+        ASSERT_EQ(o.crop->ScoreCrop(&c), eSuccess);
+        EXPECT_EQ(c.coverageScore, 0.0);
+        EXPECT_EQ(c.peakShare, 0.0);
+        EXPECT_EQ(c.borderScore, 1.0);
+        EXPECT_FALSE(c.wellCovered);
+    }
+}
+
+TEST(CropFeatures, ScoreCropRefusesWhatItCannotScore) {
+    test::Image image(300, 200, [](int x, int y) { return photo(x, y, 300, 200); });
+    Object o(image);
+    CropRect inverted = rect(50, 50, 40, 60);
+    EXPECT_EQ(o.crop->ScoreCrop(&inverted), eInvalidRequest);
+    EXPECT_STREQ(o.crop->GetLastErrorText(), "SmartCrop: the crop rectangle is empty or inverted");
+    CropRect outside = rect(300, 0, 400, 50);
+    EXPECT_EQ(o.crop->ScoreCrop(&outside), eInvalidRequest);
+    EXPECT_FALSE(outside.analysed);
+    EXPECT_EQ(o.crop->ScoreCrop(nullptr), eInvalidRequest);
+    CropRect partly = rect(-100, -100, 150, 120);  // scored on its part inside
+    EXPECT_EQ(o.crop->ScoreCrop(&partly), eSuccess);
+    EXPECT_TRUE(partly.analysed);
+
+    // An object without maps never reads its empty tables.
+    test::Image thin(3000, 1);
+    std::streambuf* old = std::cerr.rdbuf(nullptr);
+    Object none(thin);
+    std::cerr.rdbuf(old);
+    CropRect any = rect(0, 0, 10, 0);
+    EXPECT_EQ(none.crop->ScoreCrop(&any), eUnexpected);
+    EXPECT_STREQ(
+        none.crop->GetLastErrorText(),
+        "SmartCrop: the image has no analysis: it is too thin (aspect ratio beyond 1:1280)");
+}
+
+TEST(CropFeatures, ModelClampsExactly) {
+    float x[kPooledFeatureCount], zero[kPooledFeatureCount] = {}, one[kPooledFeatureCount];
+    float weight[kPooledFeatureCount];
+    std::fill_n(one, kPooledFeatureCount, 1.0f);
+    std::fill_n(weight, kPooledFeatureCount, 0.1f);
+    std::fill_n(x, kPooledFeatureCount, 1.0f);  // z = 30.4 - bias
+    EXPECT_EQ(aesthetic_score(x, zero, one, weight, 0.0f), 1.0f);
+    std::fill_n(x, kPooledFeatureCount, 1.0f);
+    EXPECT_EQ(aesthetic_score(x, zero, one, weight, 40.0f), 0.0f);
+    std::fill_n(x, kPooledFeatureCount, 2.0f);  // standardised: (2 - 1) * 1 = 1, z = 30.4 - 30.4
+    EXPECT_NEAR(aesthetic_score(x, one, one, weight, 30.4f), 0.5f, 1e-5f);
+}
+
+// Cell means computed independently: cells of a grid share their boundary
+// line, their edges found by stepping a float position by (r1 - r0) / L.
+TEST(PoolGrid, AgreesWithBruteForceCellMeans) {
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> value(0.0f, 1.0f);
+    FloatMap map;
+    map.resize(40, 50);
+    for (float& v : map.data) v = value(rng);
+    DoubleMap table;
+    table.resize(40, 50);
+    integral_image(map, table);
+    const int r0 = 3, c0 = 7, r1 = 37, c1 = 44;
+    std::vector<float> out(16 + 64);
+    pool_grid(table, {4}, table, {8}, r0, c0, r1, c1, out.data());
+    size_t k = 0;
+    for (int L : {4, 8}) {
+        std::vector<int> rows{r0}, cols{c0};
+        float fr = static_cast<float>(r0), fc = static_cast<float>(c0);
+        for (int i = 0; i < L; ++i) {
+            fr += static_cast<float>(r1 - r0) / L;
+            fc += static_cast<float>(c1 - c0) / L;
+            rows.push_back(static_cast<int>(std::floor(fr)));
+            cols.push_back(static_cast<int>(std::floor(fc)));
+        }
+        for (int i = 0; i < L; ++i) {
+            for (int j = 0; j < L; ++j, ++k) {
+                double sum = 0;
+                int n = 0;
+                for (int r = rows[i]; r <= rows[i + 1]; ++r)
+                    for (int c = cols[j]; c <= cols[j + 1]; ++c, ++n) sum += map.at(r, c);
+                EXPECT_NEAR(out[k], sum / n, 1e-6) << L << " " << i << "," << j;
+            }
+        }
+    }
+    // A crop of one work pixel reads that pixel in every cell of every grid.
+    std::vector<float> single(kPooledFeatureCount);
+    pool_model_features(table, table, 12, 20, 12, 20, single.data());
+    for (float v : single) EXPECT_FLOAT_EQ(v, map.at(12, 20));
+}
+
+TEST(RoiScore, HandWorkedCases) {
+    test::Image image(200, 100, [](int x, int y) { return photo(x, y, 200, 100); });
+    const SmartCropParams params;  // margins 0.1 side, 0.05 top, 0.15 bottom; placement 0.01
+    CropAnalyzer a(*image.get(), params, {});
+    const CropRect crop = rect(0, 0, 99, 99);
+
+    // Filling the inner area exactly: ov 1, one hit, value 1; the placement
+    // term (coverage of the bounds above 0.98) with headroom 1 and the
+    // subject at x 0.2475 of the image but 0.495 of the crop.
+    RectOfInterest inner;
+    inner.left = 10;
+    inner.right = 89;
+    inner.top = 5;
+    inner.bottom = 84;
+    const float dx = 49.5f / 200 - 49.5f / 100;
+    const float placement = static_cast<float>(std::exp(-(dx * dx)) * 0.5 + 1.0) / 1.5f;
+    EXPECT_NEAR(a.roi_score(crop, {inner}, inner), (1.0f + 0.01f * placement) / 1.01f, 1e-6f);
+
+    // Unwanted and wholly outside: sum 1, one hit, and no placement term.
+    RectOfInterest away;
+    away.left = 150;
+    away.right = 190;
+    away.top = 10;
+    away.bottom = 20;
+    away.kind = eRoiUnwanted;
+    EXPECT_NEAR(a.roi_score(crop, {away}, away), 1.0f / 1.01f, 1e-6f);
+
+    // Wanted but only half inside: no hit, no placement: (0.5 / 1 + 0) / 2.
+    RectOfInterest half = away;
+    half.kind = eRoiWanted;
+    half.left = 50;
+    half.right = 129;
+    half.top = 20;
+    half.bottom = 30;
+    const float ov = covered_fraction(RectOfInterest{10, 89, 5, 84}, half);
+    EXPECT_NEAR(a.roi_score(crop, {half}, half), (ov / 1 + 0) / 2 / 1.01f, 1e-6f);
+}
+
+TEST(CropGeometry, CoverageAndOverlap) {
+    const CropRect a = rect(0, 0, 9, 9);
+    EXPECT_FLOAT_EQ(covered_fraction(a, rect(5, 5, 14, 14)), 0.25f);
+    EXPECT_FLOAT_EQ(overlap_iou(a, rect(5, 5, 14, 14)), 25.0f / 175.0f);
+    EXPECT_EQ(covered_fraction(a, rect(10, 0, 12, 9)), 0.0f);      // touching edges do not overlap
+    EXPECT_FLOAT_EQ(covered_fraction(a, rect(9, 9, 9, 9)), 1.0f);  // one shared pixel is overlap
+    RectOfInterest huge{-1000000000, 1000000000, -1000000000, 1000000000};
+    EXPECT_GT(covered_fraction(huge, a), 0.99f);  // no overflow on extreme coordinates
+}
+
+}  // namespace
+}  // namespace smartCrop
