@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(
-  cmake ninja-build g++ pkg-config file
+  cmake ninja-build g++ pkg-config file python3
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
   # The serial OpenBLAS build: the library must not start threads in a host.
   libopenblas-serial-dev libopenblas0-serial liblapacke-dev

@@ -1,8 +1,8 @@
 // The model fitting runs end to end on a few small images.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 
 #include "score_model_fitting.h"
 #include "test_images.h"

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Whole-process time per image, one thread: smartcrop (decode, analysis and a
+# 16:9 query returning five ranked suggestions) against
+# `vipsthumbnail IMAGE -s 640x360 -m attention` with VIPS_CONCURRENCY=1.
+# Usage: bench/compare_vips.sh [RUNS]   (photos from scripts/fetch_training_photos.sh)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+runs=${1:-11}
+photos=$HOME/.cache/smartcrop/training-photos/photos
+bash scripts/fetch_training_photos.sh ../shared/training-photos.tsv "$(dirname "$photos")" >/dev/null
+command -v vipsthumbnail >/dev/null || { apt-get update -qq && apt-get install -y -qq libvips-tools >/dev/null; }
+cmake --build build/release --target smartcrop-cli >/dev/null
+
+median_ms() {  # runs a command $runs times, prints the median wall time in ms
+  local times=()
+  for _ in $(seq "$runs"); do
+    local start end
+    start=$(date +%s%N)
+    "$@" >/dev/null 2>&1
+    end=$(date +%s%N)
+    times+=($(( (end - start) / 1000000 )))
+  done
+  printf '%s\n' "${times[@]}" | sort -n | sed -n "$(( (runs + 1) / 2 ))p"
+}
+
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+batch=10
+printf 'per process: one image per run; batch: %d copies in one process, per image\n' "$batch"
+printf '%-48s %10s %12s %8s   %10s %12s %8s\n' photo smartcrop vipsthumbnail ratio "batch ours" "batch vips" ratio
+for name in mate-backgrounds__usr_share_backgrounds_mate_nature_Storm.jpg \
+            digikam-data__usr_share_digikam_about_images_body-background.jpg; do
+  image=$photos/$name
+  ours=$(median_ms ./build/release/tools/smartcrop --aspect 16:9 --format json "$image")
+  theirs=$(VIPS_CONCURRENCY=1 median_ms vipsthumbnail "$image" -s 640x360 -m attention -o "$out/thumb.jpg")
+  copies=()
+  for i in $(seq "$batch"); do ln -sf "$image" "$out/copy$i.jpg"; copies+=("$out/copy$i.jpg"); done
+  oursBatch=$(median_ms ./build/release/tools/smartcrop --aspect 16:9 --format json "${copies[@]}")
+  theirsBatch=$(VIPS_CONCURRENCY=1 median_ms vipsthumbnail "${copies[@]}" -s 640x360 -m attention -o "$out/%s-thumb.jpg")
+  size=$(file -b "$image" | grep -oE '[0-9]+x[0-9]+' | tail -1)
+  ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }
+  printf '%-48s %8s ms %10s ms %8s   %8s ms %10s ms %8s\n' "${name##*__} ($size)" "$ours" "$theirs" \
+    "$(ratio "$ours" "$theirs")" "$((oursBatch / batch))" "$((theirsBatch / batch))" "$(ratio "$oursBatch" "$theirsBatch")"
+done

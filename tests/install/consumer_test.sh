@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs the build tree into a temporary prefix, then configures, builds and
+# runs a separate host project against it with find_package, and checks the
+# pkg-config file.
+set -euo pipefail
+build_dir=$1
+source_dir=$(cd "$(dirname "$0")" && pwd)
+prefix=$(mktemp -d)
+work=$(mktemp -d)
+trap 'rm -rf "$prefix" "$work"' EXIT
+cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+test -f "$prefix/include/smartcrop/SmartCrop.h"
+test -x "$prefix/bin/smartcrop"
+ls "$prefix"/lib*/libsmartcrop.so.0.1.0 >/dev/null
+cmake -S "$source_dir/consumer" -B "$work" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work" >/dev/null
+"$work/consumer"
+# The installed program finds its installed library.
+status=0
+"$prefix/bin/smartcrop" --help 2>/dev/null || status=$?
+[ "$status" -eq 2 ] || { echo "installed smartcrop --help gave $status"; exit 1; }
+PKG_CONFIG_PATH=$(echo "$prefix"/lib*/pkgconfig) pkg-config --cflags --libs smartcrop | grep -q -- "-lsmartcrop"
+echo "install test passed"
