@@ -112,6 +112,9 @@ struct SelectionParams {
 
 // The records cross the binary interface by pointer: their layout is frozen.
 static_assert(sizeof(eErrorCode) == 4, "eErrorCode is 32-bit");
+static_assert(eSuccess == 0 && eUnexpected == 1 && eInvalidRequest == 4 && eOutOfMemory == 6 &&
+                  eModelMissing == 7 && eNotInitialised == 8 && kAllIndices == 0xEFFFFFFFu,
+              "error codes and kAllIndices are part of the binary interface");
 static_assert(sizeof(RatioEntry) == 16 && offsetof(RatioEntry, enabled) == 8, "RatioEntry layout");
 static_assert(sizeof(RectOfInterest) == 40 && offsetof(RectOfInterest, right) == 4 &&
                   offsetof(RectOfInterest, top) == 8 && offsetof(RectOfInterest, bottom) == 12 &&

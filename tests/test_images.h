@@ -31,6 +31,16 @@ inline std::vector<uint8_t> MakePixels(int width, int height,
     return pixels;
 }
 
+// A textured warm object right of centre on a smooth cool background.
+inline Rgb photo(int x, int y, int W, int H) {
+    const bool object = x > W * 0.55 && x < W * 0.85 && y > H * 0.3 && y < H * 0.7;
+    if (object) {
+        const int stripe = ((x / 5 + y / 7) % 2) * 70;
+        return {static_cast<uint8_t>(210 - stripe), static_cast<uint8_t>(100 + stripe / 2), 40};
+    }
+    return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
+}
+
 class Image {
 public:
     Image(int width, int height, const std::function<Rgb(int, int)>& colour = nullptr) {
@@ -48,6 +58,10 @@ public:
     Image(const Image&) = delete;
     Image& operator=(const Image&) = delete;
     smartCrop::IImage* get() const { return image; }
+    // A photo-like image of that size.
+    static std::function<Rgb(int, int)> Photo(int width, int height) {
+        return [=](int x, int y) { return photo(x, y, width, height); };
+    }
 
 private:
     smartCrop::IImage* image = nullptr;

@@ -11,16 +11,6 @@
 namespace smartCrop {
 namespace {
 
-// A textured warm object right of centre on a smooth cool background.
-test::Rgb photo(int x, int y, int W, int H) {
-    const bool object = x > W * 0.55 && x < W * 0.85 && y > H * 0.3 && y < H * 0.7;
-    if (object) {
-        const int stripe = ((x / 5 + y / 7) % 2) * 70;
-        return {static_cast<uint8_t>(210 - stripe), static_cast<uint8_t>(100 + stripe / 2), 40};
-    }
-    return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
-}
-
 std::unique_ptr<CropAnalyzer> analyse(const test::Image& image, const SmartCropParams& params = {},
                                       const std::vector<RectOfInterest>& rects = {}) {
     return std::make_unique<CropAnalyzer>(*image.get(), params, rects);
@@ -102,7 +92,7 @@ TEST(CropAnalyzer, ConstantImageHasFlooredTotalsAndNoNaN) {
 
 TEST(CropAnalyzer, ObjectHoldsMostOfTheMass) {
     const int W = 960, H = 640;
-    test::Image image(W, H, [&](int x, int y) { return photo(x, y, W, H); });
+    test::Image image(W, H, test::Image::Photo(W, H));
     auto a = analyse(image);
     ASSERT_EQ(a->workWidth, 640);
     ASSERT_EQ(a->workHeight, 427);
@@ -118,7 +108,7 @@ TEST(CropAnalyzer, ObjectHoldsMostOfTheMass) {
 
 TEST(CropAnalyzer, RectanglesPaintTheSaliencyMaps) {
     const int W = 960, H = 640;
-    test::Image image(W, H, [&](int x, int y) { return photo(x, y, W, H); });
+    test::Image image(W, H, test::Image::Photo(W, H));
     RectOfInterest rect;
     rect.left = 600;
     rect.right = 780;

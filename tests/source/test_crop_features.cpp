@@ -15,15 +15,6 @@
 namespace smartCrop {
 namespace {
 
-test::Rgb photo(int x, int y, int W, int H) {
-    const bool object = x > W * 0.55 && x < W * 0.85 && y > H * 0.3 && y < H * 0.7;
-    if (object) {
-        const int stripe = ((x / 5 + y / 7) % 2) * 70;
-        return {static_cast<uint8_t>(210 - stripe), static_cast<uint8_t>(100 + stripe / 2), 40};
-    }
-    return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
-}
-
 struct Object {
     explicit Object(const test::Image& image) {
         SmartCropParams params;
@@ -43,7 +34,7 @@ CropRect rect(int left, int top, int right, int bottom) {
 }
 
 TEST(CropFeatures, WholeImageIsFullyCovered) {
-    test::Image image(480, 320, [](int x, int y) { return photo(x, y, 480, 320); });
+    test::Image image(480, 320, test::Image::Photo(480, 320));
     Object o(image);
     CropRect whole = rect(0, 0, 479, 319);
     ASSERT_EQ(o.crop->ScoreCrop(&whole), eSuccess);
@@ -84,7 +75,7 @@ TEST(CropFeatures, ConstantImageHasNoMassAndCleanBorders) {
 }
 
 TEST(CropFeatures, ScoreCropRefusesWhatItCannotScore) {
-    test::Image image(300, 200, [](int x, int y) { return photo(x, y, 300, 200); });
+    test::Image image(300, 200, test::Image::Photo(300, 200));
     Object o(image);
     CropRect inverted = rect(50, 50, 40, 60);
     EXPECT_EQ(o.crop->ScoreCrop(&inverted), eInvalidRequest);
@@ -163,7 +154,7 @@ TEST(PoolGrid, AgreesWithBruteForceCellMeans) {
 }
 
 TEST(RoiScore, HandWorkedCases) {
-    test::Image image(200, 100, [](int x, int y) { return photo(x, y, 200, 100); });
+    test::Image image(200, 100, test::Image::Photo(200, 100));
     const SmartCropParams params;  // margins 0.1 side, 0.05 top, 0.15 bottom; placement 0.01
     CropAnalyzer a(*image.get(), params, {});
     const CropRect crop = rect(0, 0, 99, 99);

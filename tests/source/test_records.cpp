@@ -27,30 +27,4 @@ TEST(Records, SmartCropParamsDefaults) {
     EXPECT_EQ(p.ownsArrays, 1u);
 }
 
-TEST(Records, SmallRecordDefaults) {
-    const smartCrop::RatioEntry ratio;
-    EXPECT_TRUE(ratio.enabled);
-    const smartCrop::RectOfInterest roi;
-    EXPECT_EQ(roi.kind, smartCrop::eRoiWanted);
-    EXPECT_FALSE(roi.isFace);
-    EXPECT_TRUE(roi.active);
-    const smartCrop::CropRect crop;
-    EXPECT_EQ(crop.roiScore, 1.0);
-    EXPECT_FALSE(crop.analysed);
-    EXPECT_FALSE(crop.wellCovered);
-    const smartCrop::SuggestionParams request;
-    EXPECT_EQ(request.width + request.height + request.aspectRatio, 0.0);
-    EXPECT_FALSE(request.useFaces);
-}
-
-TEST(Records, ErrorCodeValuesAreFrozen) {
-    EXPECT_EQ(smartCrop::eSuccess, 0u);
-    EXPECT_EQ(smartCrop::eUnexpected, 1u);
-    EXPECT_EQ(smartCrop::eInvalidRequest, 4u);
-    EXPECT_EQ(smartCrop::eOutOfMemory, 6u);
-    EXPECT_EQ(smartCrop::eModelMissing, 7u);
-    EXPECT_EQ(smartCrop::eNotInitialised, 8u);
-    EXPECT_EQ(smartCrop::kAllIndices, 0xEFFFFFFFu);
-}
-
 }  // namespace

@@ -11,21 +11,12 @@
 namespace smartCrop {
 namespace {
 
-test::Rgb photo(int x, int y, int W, int H) {
-    const bool object = x > W * 0.55 && x < W * 0.85 && y > H * 0.3 && y < H * 0.7;
-    if (object) {
-        const int stripe = ((x / 5 + y / 7) % 2) * 70;
-        return {static_cast<uint8_t>(210 - stripe), static_cast<uint8_t>(100 + stripe / 2), 40};
-    }
-    return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
-}
-
 // A smart-crop object over a photo-like image with ratios and scales.
 struct Engine {
     Engine(int W, int H, std::vector<RatioEntry> aspects = {{1.0, true}, {1.5, true}, {0.75, true}},
            std::vector<RatioEntry> scales = {{1.0, true}, {0.8, true}, {0.6, true}},
            std::vector<RectOfInterest> rects = {})
-        : image(W, H, [&](int x, int y) { return photo(x, y, W, H); }) {
+        : image(W, H, test::Image::Photo(W, H)) {
         SmartCropParams p;
         p.aspectRatios = aspects.data();
         p.aspectRatioCount = static_cast<uint32_t>(aspects.size());
