@@ -1,0 +1,192 @@
+// The run-time network: one object per layer record, with its output shape
+// computed for the input at hand and its buffers allocated. Built afresh for
+// every forward pass, so any input size works and calls share nothing.
+#ifndef SMARTCROP_DEEPNET_LAYER_TESTS_H
+#define SMARTCROP_DEEPNET_LAYER_TESTS_H
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <vector>
+
+#include "layer_models.h"
+
+namespace deepnet {
+
+// The input of a forward pass.
+struct data_provider_image_label {
+    uint64_t cols = 0, rows = 0, channels = 0, label_size = 1, image_count = 0;
+    std::vector<float> image;  // `channels` planes of rows x cols
+    std::vector<uint64_t> labels;
+};
+
+// Dimension 0 varies fastest: element (x, y, c) of an image-like output sits
+// at (c * height + y) * width + x.
+template <class Dtype>
+class layer_test_base {
+public:
+    virtual void fprop_test(uint64_t batch, const layer_model_base& record) = 0;
+    virtual ~layer_test_base() = default;
+    // Sets the output shape, checks the inputs against the record, sizes buffers.
+    virtual void allocate(const layer_model_base& record) = 0;
+
+    uint64_t y_size_1d() const;
+    const Dtype* x(size_t i = 0) const { return inputs[i]->y.data(); }
+
+    uint64_t batch_size = 1;
+    uint64_t y_dim = 0;
+    uint64_t y_size[4] = {0, 0, 0, 0};
+    std::vector<Dtype> y;
+    std::vector<layer_test_base*> inputs;
+
+protected:
+    void set_shape(uint64_t dim, uint64_t s0, uint64_t s1 = 0, uint64_t s2 = 0, uint64_t s3 = 0);
+    void copy_shape(const layer_test_base& from);
+    // Sizes y (zeroed) for the shape, within the network's memory budget.
+    void size_output();
+};
+
+// Buffers of one run-time network together may not exceed this (1 GiB unless
+// set otherwise): a damaged file must not be able to exhaust the host's
+// memory. Fuzzing sets a smaller bound to stay fast.
+uint64_t network_buffer_limit();
+void set_network_buffer_limit(uint64_t bytes);
+
+// a * b, throwing on overflow.
+uint64_t checked_product(uint64_t a, uint64_t b);
+// Zeroed floats, counted against the budget of the network being built.
+void size_buffer(std::vector<float>& buffer, uint64_t count);
+
+// Output positions along one axis of a windowed layer; throws with
+// `who` for a zero kernel or stride, or a window wider than the padded input.
+uint64_t window_positions(uint64_t size, uint64_t padLow, uint64_t padHigh, uint64_t kernel,
+                          uint64_t stride, uint64_t padMode, const char* who);
+
+template <class Dtype>
+class layer_test_data : public layer_test_base<Dtype> {
+public:
+    explicit layer_test_data(const data_provider_image_label* provider) : provider(provider) {}
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    const data_provider_image_label* provider;
+};
+
+template <class Dtype>
+class layer_test_conv3d : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch;
+    std::vector<Dtype> unused;  // kept empty
+};
+
+template <class Dtype>
+class layer_test_local : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch, scratch2;
+};
+
+template <class Dtype>
+class layer_test_deconv3d : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch;
+};
+
+template <class Dtype>
+class layer_test_fc : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+};
+
+template <class Dtype>
+class layer_test_normcross3d : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+};
+
+namespace detail {
+struct pool_type_max {};
+struct pool_type_avg {};
+}  // namespace detail
+
+template <class Dtype, class Pool>
+class layer_test_pool_3d_base : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch;  // allocated, never used
+};
+template <class Dtype>
+class layer_test_poolmax3d : public layer_test_pool_3d_base<Dtype, detail::pool_type_max> {};
+template <class Dtype>
+class layer_test_poolavg3d : public layer_test_pool_3d_base<Dtype, detail::pool_type_avg> {};
+
+template <class Dtype>
+class layer_test_activation : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+};
+
+template <class Dtype>
+class layer_test_concat : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    uint64_t dim = 0;  // the effective concatenation dimension
+};
+
+template <class Dtype>
+class layer_test_element : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch;
+};
+
+template <class Dtype>
+class layer_test_softmax : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+};
+
+template <class Dtype>
+class layer_test_cost_logreg : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+};
+
+template <class Dtype>
+class layer_test_softmax_map : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    float temperature = 1.0f;
+};
+
+template <class Dtype>
+class layer_test_softmax_map2 : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    float temperature = 1.0f;
+};
+
+using layer_test_list = std::vector<std::shared_ptr<layer_test_base<float>>>;
+
+// One object per record, in record order, each wired to the objects of its
+// inputs and allocated. Throws std::runtime_error with the layer's message.
+void deepnet_construct_layer_test(layer_test_list& layers, const layer_model_list& models,
+                                  const data_provider_image_label& provider, uint64_t batch);
+
+}  // namespace deepnet
+
+#endif  // SMARTCROP_DEEPNET_LAYER_TESTS_H

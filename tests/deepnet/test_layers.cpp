@@ -1,0 +1,321 @@
+// Every layer kind on small hand-worked inputs, and the messages of allocation.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <iostream>
+#include <sstream>
+
+#include "layer_tests.h"
+
+namespace deepnet {
+namespace {
+
+// An input layer with a fixed output.
+struct Given : layer_test_base<float> {
+    Given(std::vector<uint64_t> shape, std::vector<float> values) {
+        y_dim = shape.size();
+        for (size_t d = 0; d < shape.size(); ++d) y_size[d] = shape[d];
+        y = std::move(values);
+    }
+    void fprop_test(uint64_t, const layer_model_base&) override {}
+    void allocate(const layer_model_base&) override {}
+};
+
+template <class Layer>
+std::vector<float> run(Layer& layer, const layer_model_base& record, std::vector<Given*> inputs) {
+    for (Given* g : inputs) layer.inputs.push_back(g);
+    layer.allocate(record);
+    layer.fprop_test(1, record);
+    return layer.y;
+}
+
+template <class Layer>
+std::string allocation_error(Layer& layer, const layer_model_base& record,
+                             std::vector<Given*> inputs) {
+    for (Given* g : inputs) layer.inputs.push_back(g);
+    try {
+        layer.allocate(record);
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "";
+}
+
+layer_model_conv3d conv(uint64_t cout, uint64_t cin, uint64_t k0, uint64_t k1, uint64_t s,
+                        std::vector<float> w, std::vector<float> b, uint64_t groups = 1) {
+    layer_model_conv3d r;
+    r.output_channels = cout;
+    r.input_channels = cin;
+    r.kernel0 = k0;
+    r.kernel1 = k1;
+    r.stride0 = r.stride1 = s;
+    r.groups = groups;
+    r.weights = std::move(w);
+    r.biases = std::move(b);
+    return r;
+}
+
+TEST(Convolution, OneByOneIsTheWeightedChannelSum) {
+    Given x({2, 2, 2}, {1, 2, 3, 4, 10, 20, 30, 40});
+    layer_test_conv3d<float> layer;
+    const auto r = conv(1, 2, 1, 1, 1, {1, 1}, {0.5f});
+    EXPECT_EQ(run(layer, r, {&x}), (std::vector<float>{11.5f, 22.5f, 33.5f, 44.5f}));
+
+    // Two groups of one channel each: each output sees its own channel only.
+    Given x2({2, 1, 2}, {1, 2, 10, 20});
+    layer_test_conv3d<float> grouped;
+    EXPECT_EQ(run(grouped, conv(2, 2, 1, 1, 1, {2, 3}, {0, 0}, 2), {&x2}),
+              (std::vector<float>{2, 4, 30, 60}));
+}
+
+TEST(Convolution, PaddingAndPartialWindows) {
+    // k 3 with one pixel of padding on each side keeps the width; the kernel
+    // [1 0 0] reads the left neighbour, zero in the padding.
+    Given x({4, 1, 1}, {1, 2, 3, 4});
+    auto r = conv(1, 1, 3, 1, 1, {1, 0, 0}, {0});
+    r.pad0_low = r.pad0_high = 1;
+    layer_test_conv3d<float> layer;
+    EXPECT_EQ(run(layer, r, {&x}), (std::vector<float>{0, 1, 2, 3}));
+
+    EXPECT_EQ(window_positions(12, 0, 0, 3, 1, 1, "t"), 10u);
+    EXPECT_EQ(window_positions(13, 0, 0, 3, 2, 1, "t"), 6u);
+    EXPECT_EQ(window_positions(14, 0, 0, 3, 2, 1, "t"), 7u);  // a partial window at the high end
+    EXPECT_EQ(window_positions(14, 0, 0, 3, 2, 0, "t"), 6u);
+    // The partial window reads zero behind the input.
+    Given wide({4, 1, 1}, {1, 1, 1, 1});
+    auto partial = conv(1, 1, 3, 1, 2, {1, 1, 1}, {0});
+    partial.kernel1 = 1;
+    partial.pad_mode = 1;
+    layer_test_conv3d<float> p;
+    EXPECT_EQ(run(p, partial, {&wide}), (std::vector<float>{3, 2}));
+}
+
+// The sum of each position runs over channel, kernel row, kernel column in
+// one float accumulator, then adds to the output and the bias: bit for bit.
+TEST(Convolution, AccumulationOrderIsExact) {
+    const uint64_t W = 10, H = 7, C = 3, O = 4;  // 8 x 5 = 40 positions: blocks and a tail
+    std::vector<float> values(W * H * C), weights(O * C * 9), biases(O);
+    for (size_t i = 0; i < values.size(); ++i) values[i] = std::sin(1.7f * i) * 3.1f;
+    for (size_t i = 0; i < weights.size(); ++i) weights[i] = std::cos(0.9f * i) / 7.0f;
+    for (size_t i = 0; i < biases.size(); ++i) biases[i] = 0.25f * i;
+    Given x({W, H, C}, values);
+    layer_test_conv3d<float> layer;
+    const auto y = run(layer, conv(O, C, 3, 3, 1, weights, biases), {&x});
+    for (uint64_t o = 0; o < O; ++o)
+        for (uint64_t r = 0; r + 2 < H; ++r)
+            for (uint64_t c = 0; c + 2 < W; ++c) {
+                float a = 0.0f;
+                for (uint64_t ch = 0; ch < C; ++ch)
+                    for (uint64_t i = 0; i < 3; ++i)
+                        for (uint64_t j = 0; j < 3; ++j)
+                            a += weights[((o * C + ch) * 3 + i) * 3 + j] *
+                                 values[(ch * H + r + i) * W + c + j];
+                a = a + 0.0f;
+                ASSERT_EQ(y[(o * 5 + r) * 8 + c], a + biases[o]) << o << " " << r << " " << c;
+            }
+}
+
+TEST(Convolution, AllocationMessages) {
+    layer_test_conv3d<float> none;
+    EXPECT_EQ(allocation_error(none, conv(1, 1, 1, 1, 1, {1}, {0}), {}),
+              "layer_test_conv3d::allocate(): Input size mismatch");
+    Given x({3, 3, 2}, std::vector<float>(18));
+    layer_test_conv3d<float> wrong;
+    EXPECT_EQ(allocation_error(wrong, conv(1, 3, 1, 1, 1, {1, 1, 1}, {0}), {&x}),
+              "layer_test_conv3d::allocate(): input and model mismatch");
+    layer_test_conv3d<float> big;
+    EXPECT_EQ(allocation_error(big, conv(1, 2, 5, 5, 1, std::vector<float>(50), {0}), {&x}),
+              "layer_test_conv3d::allocate(): window larger than the padded input");
+    layer_test_conv3d<float> still;
+    EXPECT_EQ(allocation_error(still, conv(1, 2, 1, 1, 0, {1, 1}, {0}), {&x}),
+              "layer_test_conv3d::allocate(): kernel and stride must be at least 1");
+}
+
+TEST(LocalLayer, EachPositionHasItsOwnWeights) {
+    Given x({3, 1, 1}, {1, 2, 3});
+    layer_model_local r;
+    r.output_channels = r.input_channels = 1;
+    r.kernel0 = r.kernel1 = r.stride0 = r.stride1 = 1;
+    r.out0 = 3;
+    r.out1 = 1;
+    r.weights = {1, 2, 3};
+    r.biases = {0.5f, 0, -1};
+    layer_test_local<float> layer;
+    EXPECT_EQ(run(layer, r, {&x}), (std::vector<float>{1.5f, 4, 8}));
+    r.out1 = 7;  // one size matching is enough
+    layer_test_local<float> lenient;
+    EXPECT_EQ(run(lenient, r, {&x}).size(), 3u);
+    r.out0 = 9;
+    layer_test_local<float> strict;
+    EXPECT_EQ(allocation_error(strict, r, {&x}),
+              "layer_test_local::allocate(): output and model mismatch");
+}
+
+TEST(Deconvolution, ScattersWithAndWithoutOverlap) {
+    // k 2, s 2: every input pixel paints its own 2 by 2 block.
+    Given x({2, 2, 1}, {1, 2, 3, 4});
+    auto r = conv(1, 1, 2, 2, 2, {1, 10, 100, 1000}, {0});
+    r.is_deconv = true;
+    layer_test_deconv3d<float> layer;
+    const auto y = run(layer, r, {&x});
+    ASSERT_EQ(layer.y_size[0], 4u);
+    EXPECT_EQ(y[0], 1);
+    EXPECT_EQ(y[1], 10);
+    EXPECT_EQ(y[4], 100);
+    EXPECT_EQ(y[2], 2);
+    EXPECT_EQ(y[15], 4000);
+
+    // k 3, s 2: the shared column holds the sum of both contributions;
+    // padding crops the output.
+    Given line({2, 1, 1}, {1, 10});
+    auto overlap = conv(1, 1, 3, 1, 2, {1, 1, 1}, {0});
+    overlap.is_deconv = true;
+    layer_test_deconv3d<float> o;
+    EXPECT_EQ(run(o, overlap, {&line}), (std::vector<float>{1, 1, 11, 10, 10}));
+    overlap.pad0_low = overlap.pad0_high = 1;
+    layer_test_deconv3d<float> cropped;
+    EXPECT_EQ(run(cropped, overlap, {&line}), (std::vector<float>{1, 11, 10}));
+    overlap.pad_mode = 1;
+    layer_test_deconv3d<float> caffe;
+    EXPECT_EQ(allocation_error(caffe, overlap, {&line}),
+              "compute_correlate_input_size: only support Caffe padding mode");
+}
+
+TEST(Pooling, ClippedBordersAndDroppedColumns) {
+    Given x({5, 1, 1}, {1, 5, 2, 7, 9});
+    layer_model_poolmax3d r;
+    r.kernel0 = 2;
+    r.kernel1 = 1;
+    r.stride0 = 2;
+    r.stride1 = 1;
+    layer_test_poolmax3d<float> maxPool;
+    EXPECT_EQ(run(maxPool, r, {&x}), (std::vector<float>{5, 7}));  // the last column is dropped
+
+    // A corner window holding one element is divided by the whole kernel.
+    Given square({2, 2, 1}, {4, 8, 12, 16});
+    layer_model_poolavg3d a;
+    a.kernel0 = a.kernel1 = a.stride0 = a.stride1 = 2;
+    a.pad0_low = a.pad1_low = 1;
+    layer_test_poolavg3d<float> avg;
+    EXPECT_EQ(run(avg, a, {&square}), (std::vector<float>{1}));
+}
+
+TEST(Normalisation, ZeroStaysZeroAndTheWindowSpansAllChannels) {
+    Given x({1, 1, 3}, {0, 2, 1});
+    layer_model_normcross3d r;
+    r.local_size = 5;
+    r.k = 0;
+    r.alpha = 1;
+    r.beta = 0.5f;
+    layer_test_normcross3d<float> layer;
+    const auto y = run(layer, r, {&x});
+    EXPECT_EQ(y[0], 0.0f);
+    EXPECT_FLOAT_EQ(y[1], 2.0f / std::sqrt(5.0f));
+    EXPECT_FLOAT_EQ(y[2], 1.0f / std::sqrt(5.0f));
+}
+
+TEST(Softmax, EqualValuesAndMaps) {
+    Given pair({2}, {3, 3});
+    layer_test_softmax<float> plain;
+    EXPECT_EQ(run(plain, layer_model_softmax(), {&pair}), (std::vector<float>{0.5f, 0.5f}));
+
+    // Two pixels, two channels: a softmax across the channels of each pixel.
+    Given map({2, 1, 2}, {0, 1, 0, 1});
+    layer_test_softmax_map<float> channels;
+    const auto y = run(channels, layer_model_softmax_map(), {&map});
+    EXPECT_EQ(y[0], 0.5f);
+    EXPECT_EQ(y[2], 0.5f);
+    EXPECT_FLOAT_EQ(y[1] + y[3], 1.0f);
+
+    Given runs({4}, {2, 2, 5, 1});
+    layer_model_softmax_map2 g;
+    g.group_size = 2;
+    layer_test_softmax_map2<float> groups;
+    const auto z = run(groups, g, {&runs});
+    EXPECT_EQ(z[0], 0.5f);
+    EXPECT_EQ(z[1], 0.5f);
+    EXPECT_FLOAT_EQ(z[2] + z[3], 1.0f);
+    g.group_size = 0;  // would never end
+    layer_test_softmax_map2<float> zero;
+    EXPECT_EQ(allocation_error(zero, g, {&map}),
+              "layer_test_softmax_map2::allocate(): group size must divide the map");
+}
+
+TEST(ElementAndConcat, Operations) {
+    Given a({3}, {1, 5, 3}), b({3}, {2, 2, 4});
+    layer_model_element r;
+    r.coefficients = {2, -1};
+    for (int op : {0, 1, 2}) {
+        r.op = op;
+        layer_test_element<float> layer;
+        const auto y = run(layer, r, {&a, &b});
+        const std::vector<float> expected[] = {{2, 10, 12}, {0, 8, 2}, {2, 5, 4}};
+        EXPECT_EQ(y, expected[op]) << op;
+    }
+    r.op = 7;
+    r.coefficients = {1};
+    layer_test_element<float> copy;
+    EXPECT_EQ(run(copy, r, {&a}), (std::vector<float>{1, 5, 3}));
+    r.coefficients = {1, 1};
+    layer_test_element<float> twoInputs;
+    EXPECT_THROW(run(twoInputs, r, {&a, &b}), std::runtime_error);
+
+    Given p({2, 1, 2}, {1, 2, 3, 4}), q({2, 1, 2}, {5, 6, 7, 8});
+    const std::vector<float> byDim[] = {
+        {1, 2, 5, 6, 3, 4, 7, 8}, {1, 2, 5, 6, 3, 4, 7, 8}, {1, 2, 3, 4, 5, 6, 7, 8}};
+    for (uint64_t dim : {0, 1, 2}) {
+        layer_model_concat c;
+        c.concat_dim = dim;
+        layer_test_concat<float> layer;
+        EXPECT_EQ(run(layer, c, {&p, &q}), byDim[dim]) << dim;
+    }
+    layer_model_concat far;
+    far.name = "cat";
+    far.concat_dim = 5;
+    layer_test_concat<float> capped;
+    std::ostringstream out;
+    std::streambuf* old = std::cout.rdbuf(out.rdbuf());
+    const auto y = run(capped, far, {&p, &q});
+    std::cout.rdbuf(old);
+    EXPECT_EQ(out.str(), "Warning: [cat] concat_dim exceeds y_dim\n");
+    EXPECT_EQ(y, byDim[2]);
+}
+
+TEST(FullyConnectedAndCost, TwoInputsAndLogisticCost) {
+    Given a({3}, {1, 2, 3}), b({2}, {10, 20});
+    layer_model_fc r;
+    r.output_size = 2;
+    r.weights = {1, 0, 0, 0, 1, 0, /* block of b */ 1, 0, 0, 1};
+    r.biases = {0.5f, -0.5f};
+    layer_test_fc<float> fc;
+    EXPECT_EQ(run(fc, r, {&a, &b}), (std::vector<float>{11.5f, 21.5f}));
+
+    Given scores({2}, {0.25f, 0.75f}), label({1}, {1});
+    layer_test_cost_logreg<float> cost;
+    EXPECT_FLOAT_EQ(run(cost, layer_model_cost_logreg(), {&scores, &label})[0], -std::log(0.75f));
+    layer_test_cost_logreg<float> one;
+    EXPECT_EQ(allocation_error(one, layer_model_cost_logreg(), {&scores}),
+              "layer_test_logreg::allocate(): Incorrect input size");
+}
+
+TEST(Activation, RectifierAndUnsupportedTypes) {
+    Given x({4}, {-1, 0, 2, -0.0f});
+    layer_test_activation<float> relu;
+    const auto y = run(relu, layer_model_activation(), {&x});
+    EXPECT_EQ(y, (std::vector<float>{0, 0, 2, 0}));
+    EXPECT_TRUE(std::signbit(y[3]));  // -0.0 stays -0.0
+    layer_model_activation tanh;
+    tanh.activation_type = 1;
+    layer_test_activation<float> other;
+    other.inputs.push_back(&x);
+    other.allocate(tanh);
+    try {
+        other.fprop_test(1, tanh);
+        FAIL();
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "layer_test_activation::fprop_test(): Unsupported activation type");
+    }
+}
+
+}  // namespace
+}  // namespace deepnet
