@@ -1,6 +1,7 @@
 #include "deepnet_model.h"
 
 #include <fstream>
+#include <stdexcept>
 
 namespace deepnet {
 
@@ -10,6 +11,11 @@ DeepnetModel::DeepnetModel(const std::string& path) {
     // A file that failed to open reports -1: as a size that is too long for
     // any vector, which is the failure a missing model file ends in.
     const std::streamoff size = file.tellg();
+    // A folder opens too, and reports a size of 2^63 - 1: refused before any
+    // allocation, as is anything larger than a network file can sensibly be.
+    if (file && (size < 0 || size > (std::streamoff{1} << 30))) {
+        throw std::runtime_error("DeepnetModel(): " + path + " is not a network file");
+    }
     file_bytes.resize(static_cast<size_t>(size));
     file.seekg(0, std::ios::beg);
     file.read(reinterpret_cast<char*>(file_bytes.data()),

@@ -147,6 +147,7 @@ TEST(ForwardPass, ModelFromAFile) {
     const DeepnetModel model(path);
     EXPECT_EQ(model.layer_models.size(), 2u);
     EXPECT_THROW(DeepnetModel(testing::TempDir() + "/no-such-net.bin"), std::length_error);
+    EXPECT_THROW(DeepnetModel(testing::TempDir()), std::runtime_error);  // a folder
 }
 
 }  // namespace
