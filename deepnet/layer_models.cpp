@@ -138,13 +138,18 @@ void read_pool(Reader& in, layer_model_pool3d& r) {
     }
 }
 
-template <class Record>
-Record& append(layer_model_list& layers) {
+// Appends the record before it is parsed (so that a layer may name itself),
+// reads its base part, then its payload.
+template <class Record, class Payload>
+void parse_record(Reader& in, layer_model_list& layers, Payload payload) {
     auto record = std::make_shared<Record>();
-    Record& ref = *record;
+    Record& r = *record;
     layers.push_back(std::move(record));
-    return ref;
+    read_base(in, r, layers);
+    payload(r);
 }
+
+void no_payload(layer_model_base&) {}
 
 }  // namespace
 
@@ -155,93 +160,70 @@ const uint8_t* deenpet_deserialize_layer_model(const uint8_t* data, size_t size,
     const uint32_t count = in.u32();
     for (uint32_t n = 0; n < count; ++n) {
         in.take(8);
-        // Peek at the code: the record must exist, appended, before its base is read.
+        // Peek at the code: the record is appended before its base is read.
         Reader peek = in;
         const int32_t code = peek.i32();
         switch (code) {
-            case type_data: {
-                auto& r = append<layer_model_data>(layers);
-                read_base(in, r, layers);
-                r.is_label = in.u32();
+            case type_data:
+                parse_record<layer_model_data>(in, layers, [&](auto& r) { r.is_label = in.u32(); });
                 break;
-            }
             case type_conv3d:
-            case type_deconv3d: {
-                auto& r = append<layer_model_conv3d>(layers);
-                r.is_deconv = code == type_deconv3d;
-                read_base(in, r, layers);
-                read_conv3d(in, r);
+            case type_deconv3d:
+                parse_record<layer_model_conv3d>(in, layers, [&](auto& r) {
+                    r.is_deconv = code == type_deconv3d;
+                    read_conv3d(in, r);
+                });
                 break;
-            }
-            case type_local: {
-                auto& r = append<layer_model_local>(layers);
-                read_base(in, r, layers);
-                read_local(in, r);
+            case type_local:
+                parse_record<layer_model_local>(in, layers, [&](auto& r) { read_local(in, r); });
                 break;
-            }
-            case type_fc: {
-                auto& r = append<layer_model_fc>(layers);
-                read_base(in, r, layers);
-                read_fc(in, r);
+            case type_fc:
+                parse_record<layer_model_fc>(in, layers, [&](auto& r) { read_fc(in, r); });
                 break;
-            }
-            case type_normcross3d: {
-                auto& r = append<layer_model_normcross3d>(layers);
-                read_base(in, r, layers);
-                r.local_size = in.u32();
-                r.k = in.f32();
-                r.alpha = in.f32();
-                r.beta = in.f32();
+            case type_normcross3d:
+                parse_record<layer_model_normcross3d>(in, layers, [&](auto& r) {
+                    r.local_size = in.u32();
+                    r.k = in.f32();
+                    r.alpha = in.f32();
+                    r.beta = in.f32();
+                });
                 break;
-            }
-            case type_poolmax3d: {
-                auto& r = append<layer_model_poolmax3d>(layers);
-                read_base(in, r, layers);
-                read_pool(in, r);
+            case type_poolmax3d:
+                parse_record<layer_model_poolmax3d>(in, layers, [&](auto& r) { read_pool(in, r); });
                 break;
-            }
-            case type_poolavg3d: {
-                auto& r = append<layer_model_poolavg3d>(layers);
-                read_base(in, r, layers);
-                read_pool(in, r);
+            case type_poolavg3d:
+                parse_record<layer_model_poolavg3d>(in, layers, [&](auto& r) { read_pool(in, r); });
                 break;
-            }
-            case type_activation: {
-                auto& r = append<layer_model_activation>(layers);
-                read_base(in, r, layers);
-                r.activation_type = in.i32();
+            case type_activation:
+                parse_record<layer_model_activation>(
+                    in, layers, [&](auto& r) { r.activation_type = in.i32(); });
                 break;
-            }
-            case type_concat: {
-                auto& r = append<layer_model_concat>(layers);
-                read_base(in, r, layers);
-                r.concat_dim = in.u32();
+            case type_concat:
+                parse_record<layer_model_concat>(in, layers,
+                                                 [&](auto& r) { r.concat_dim = in.u32(); });
                 break;
-            }
-            case type_element: {
-                auto& r = append<layer_model_element>(layers);
-                read_base(in, r, layers);
-                r.op = in.i32();
-                r.coefficients = in.floats(r.inputs.size());
+            case type_element:
+                parse_record<layer_model_element>(in, layers, [&](auto& r) {
+                    r.op = in.i32();
+                    r.coefficients = in.floats(r.inputs.size());
+                });
                 break;
-            }
             case type_softmax:
-                read_base(in, append<layer_model_softmax>(layers), layers);
+                parse_record<layer_model_softmax>(in, layers, no_payload);
                 break;
             case type_cost_logreg:
-                read_base(in, append<layer_model_cost_logreg>(layers), layers);
+                parse_record<layer_model_cost_logreg>(in, layers, no_payload);
                 break;
             case type_softmax_map:
-                read_base(in, append<layer_model_softmax_map>(layers), layers);
+                parse_record<layer_model_softmax_map>(in, layers, no_payload);
                 break;
-            case type_softmax_map2: {
-                auto& r = append<layer_model_softmax_map2>(layers);
-                read_base(in, r, layers);
-                r.map_param_a = in.i32();
-                r.map_param_b = in.i32();
-                r.group_size = in.i32();
+            case type_softmax_map2:
+                parse_record<layer_model_softmax_map2>(in, layers, [&](auto& r) {
+                    r.map_param_a = in.i32();
+                    r.map_param_b = in.i32();
+                    r.group_size = in.i32();
+                });
                 break;
-            }
             default:
                 throw std::runtime_error("deenpet_deserialize_layer_model(): unknown layer type");
         }

@@ -162,20 +162,6 @@ TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenCopyingOut) {
     }
 }
 
-TEST(RandomCropGenerator, EmptyRangesGiveEmptyResults) {
-    auto empty = MakeGenerator(400, 300, {}, {});
-    EXPECT_TRUE(empty.BuildAll().empty());
-    EXPECT_TRUE(empty.FlattenEnabled(kAllIndices).empty());
-    auto noScales = MakeGenerator(400, 300, {1.0, 2.0}, {});
-    noScales.BuildAll();
-    ASSERT_EQ(noScales.Table().size(), 2u);
-    EXPECT_TRUE(noScales.FlattenEnabled(kAllIndices).empty());
-    CropTable target;
-    noScales.CopyEnabled(target, kAllIndices);
-    ASSERT_EQ(target.size(), 2u);
-    EXPECT_TRUE(target[0].empty());
-}
-
 TEST(RandomCropGenerator, RepeatedBuildReturnsTheSameRecords) {
     auto gen = MakeGenerator(640, 480, {1.0}, {0.7});
     smartCrop::CropCell first = gen.BuildCell(0, 0);

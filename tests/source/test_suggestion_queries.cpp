@@ -279,17 +279,10 @@ TEST(SuggestionQueries, PropertyEverySuggestionFitsItsRequest) {
     }
 }
 
-TEST(SuggestionQueries, OddRequestsGetCodesNotCrashes) {
-    Engine e(300, 200);
-    for (double r : {0.0, -1.0, double(NAN), double(INFINITY), 1e300, 1e-300}) {
-        EXPECT_EQ(e.crop->SetAspectRatio(r, true), eSuccess);
-    }
-    for (double r : {0.0, -1.0, double(NAN), 1e-300})
-        EXPECT_EQ(e.crop->SetScaleRatio(r, true), eSuccess);
+// Odd ratios, sizes and weights are the public fuzz target's; this pins what
+// the generator specifies for a scale above 1.
+TEST(SuggestionQueries, ScaleAboveOneFailsWithoutText) {
     eErrorCode code;
-    EXPECT_FALSE(e.Suggest({}, {}, &code).empty());
-    EXPECT_EQ(code, eSuccess);
-
     // A scale above 1 cannot be cut from the image: every query that builds
     // it fails with code 1 and no text, and the object stays usable.
     Engine big(300, 200, {{1.0, true}}, {{1.0, true}});
@@ -301,31 +294,6 @@ TEST(SuggestionQueries, OddRequestsGetCodesNotCrashes) {
     whole.right = 299;
     whole.bottom = 199;
     EXPECT_EQ(big.crop->ScoreCrop(&whole), eSuccess);
-
-    e.Suggest(Size(NAN, 50), {}, &code);
-    EXPECT_EQ(code, eSuccess);
-    e.Suggest(Size(0.5, 0.5), {}, &code);
-    EXPECT_EQ(code, eSuccess);
-    SelectionParams weird;
-    weird.weights[0] = NAN;
-    weird.mode = 77;
-    weird.count = 0xFFFFFFFFu;
-    e.Suggest({}, weird, &code);
-    EXPECT_EQ(code, eSuccess);
-    EXPECT_EQ(e.crop->GetSuggestions(nullptr, &weird, nullptr), eInvalidRequest);
-
-    // Face detection asked for: none found, no failure, done once.
-    SmartCropParams p;
-    p.detectFaces = true;
-    test::Image image(200, 100);
-    ISmartCrop* faces = CreateSmartCropObj(image.get(), &p);
-    SuggestionParams request;
-    request.useFaces = true;
-    ICropRects* out = nullptr;
-    SelectionParams selection;
-    ASSERT_EQ(faces->GetSuggestions(&out, &selection, &request), eSuccess);
-    out->Release();
-    faces->Release();
 }
 
 }  // namespace
