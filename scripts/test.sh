@@ -9,12 +9,26 @@ cd "$(dirname "$0")/.."
 bash scripts/bootstrap.sh
 
 jobs=$(nproc)
+passed=0
+failed=0
 run_build() {
   local name=$1; shift
   echo "== $name build"
   cmake -S . -B "build/$name" -G Ninja -DSMARTCROP_WERROR=ON "$@" >/dev/null
   cmake --build "build/$name" -j "$jobs"
-  (cd "build/$name" && ctest --output-on-failure -j "$jobs" --timeout 600)
+  local log status=0
+  log=$(mktemp)
+  (cd "build/$name" && ctest --output-on-failure -j "$jobs" --timeout 600) 2>&1 | tee "$log" || status=$?
+  # "N% tests passed, F tests failed out of T"
+  local counts
+  counts=$(sed -n 's/.*tests passed, \([0-9]*\) tests failed out of \([0-9]*\).*/\1 \2/p' "$log" | tail -n 1)
+  rm -f "$log"
+  if [ -n "$counts" ]; then
+    set -- $counts
+    failed=$((failed + $1))
+    passed=$((passed + $2 - $1))
+  fi
+  [ "$status" -eq 0 ] || { echo "tests: $passed passed, $failed failed"; exit "$status"; }
 }
 
 which=${1:-all}
@@ -35,11 +49,18 @@ if { [ "$which" = all ] || [ "$which" = fuzz ]; } && command -v clang++ >/dev/nu
     cmake --build build/fuzz -j "$jobs" --target "$name"
     corpus=$(mktemp -d)
     echo "-- $name for ${seconds}s"
+    status=0
     ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/$name" \
       -max_total_time="$seconds" -rss_limit_mb=4096 -timeout=60 -print_final_stats=1 "$corpus" \
-      2>&1 | grep -E '^(Done|stat::number_of_executed_units|==[0-9]+==ERROR|SUMMARY)' || true
-    status=${PIPESTATUS[0]}
-    rm -rf "$corpus"
-    [ "$status" -eq 0 ] || { echo "fuzz target $name failed"; exit 1; }
+      >"$corpus.log" 2>&1 || status=$?
+    grep -E '^(Done|stat::number_of_executed_units|==[0-9]+==ERROR|SUMMARY)' "$corpus.log" || true
+    if [ "$status" -ne 0 ]; then
+      tail -n 40 "$corpus.log"
+      echo "fuzz target $name failed"
+      exit 1
+    fi
+    rm -rf "$corpus" "$corpus.log"
+    passed=$((passed + 1))
   done
 fi
+echo "tests: $passed passed, $failed failed"
