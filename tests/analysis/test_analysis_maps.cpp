@@ -7,6 +7,7 @@
 
 #include "analysis_maps.h"
 #include "edge_map.h"
+#include "random_maps.h"
 
 namespace smartCrop {
 namespace {
@@ -38,14 +39,10 @@ TEST(AnalysisMaps, CentreBandsWeighColumns) {
 }
 
 TEST(AnalysisMaps, TablesAgreeWithBruteForceSums) {
-    std::mt19937 rng(3);
-    std::uniform_real_distribution<float> value(0.0f, 1.0f);
     FloatMap map;
-    map.resize(23, 31);
-    for (float& v : map.data) v = value(rng);
     DoubleMap table;
-    table.resize(23, 31);
-    integral_image(map, table);
+    test::random_map_with_table(23, 31, 3, map, table);
+    std::mt19937 rng(3);
     std::uniform_int_distribution<int> row(0, 22), col(0, 30);
     for (int trial = 0; trial < 200; ++trial) {
         int r0 = row(rng), r1 = row(rng), c0 = col(rng), c1 = col(rng);

@@ -10,6 +10,7 @@
 #include "ScoreModel.h"
 #include "SmartCrop.h"
 #include "crop_analyzer.h"
+#include "random_maps.h"
 #include "test_images.h"
 
 namespace smartCrop {
@@ -116,14 +117,9 @@ TEST(CropFeatures, ModelClampsExactly) {
 // Cell means computed independently: cells of a grid share their boundary
 // line, their edges found by stepping a float position by (r1 - r0) / L.
 TEST(PoolGrid, AgreesWithBruteForceCellMeans) {
-    std::mt19937 rng(11);
-    std::uniform_real_distribution<float> value(0.0f, 1.0f);
     FloatMap map;
-    map.resize(40, 50);
-    for (float& v : map.data) v = value(rng);
     DoubleMap table;
-    table.resize(40, 50);
-    integral_image(map, table);
+    test::random_map_with_table(40, 50, 11, map, table);
     const int r0 = 3, c0 = 7, r1 = 37, c1 = 44;
     std::vector<float> out(16 + 64);
     pool_grid(table, {4}, table, {8}, r0, c0, r1, c1, out.data());
