@@ -65,14 +65,4 @@ TEST(ErrorFunnel, AnythingElseGivesOneWithNoText) {
     EXPECT_EQ(lastError, "");
 }
 
-TEST(WeftyException, CopiesAllFourFields) {
-    const Wefty::exception original(smartCrop::eModelMissing, "m", 16, "include/CommonStructures");
-    const Wefty::exception copy(original);
-    EXPECT_EQ(copy.code, smartCrop::eModelMissing);
-    EXPECT_STREQ(copy.message, "m");
-    EXPECT_EQ(copy.line, 16u);
-    EXPECT_STREQ(copy.file, "include/CommonStructures");
-    EXPECT_STREQ(copy.what(), "m");
-}
-
 }  // namespace
