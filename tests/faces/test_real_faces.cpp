@@ -1,0 +1,106 @@
+// The shipped detector on real photographs, through the public interface.
+// The detector is process-wide and built once, as in a host; ctest runs every
+// test in a process of its own.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include "CropGeometry.h"
+#include "SmartCrop.h"
+#include "test_images.h"
+
+namespace smartCrop {
+namespace {
+
+struct Photo {
+    explicit Photo(const char* name)
+        : pixels(cv::imread(std::string(SMARTCROP_SOURCE_DIR "/tests/data/") + name)),
+          image(pixels.cols, pixels.rows, [this](int x, int y) {
+              const cv::Vec3b p = pixels.at<cv::Vec3b>(y, x);
+              return test::Rgb{p[2], p[1], p[0]};
+          }) {
+        RatioEntry scales[] = {{1.0, true}, {0.9, true}, {0.8, true}, {0.7, true}, {0.6, true}};
+        RatioEntry aspects[] = {{1.0, true}, {9.0 / 16.0, true}};
+        SmartCropParams p;
+        p.aspectRatios = aspects;
+        p.aspectRatioCount = 2;
+        p.scaleRatios = scales;
+        p.scaleRatioCount = 5;
+        p.detectFaces = true;
+        crop = CreateSmartCropObj(image.get(), &p);
+    }
+    ~Photo() {
+        if (crop != nullptr) crop->Release();
+    }
+    CropRect Best(double aspectRatio) {
+        SuggestionParams request;
+        request.useFaces = true;
+        request.aspectRatio = aspectRatio;
+        SelectionParams selection;
+        selection.count = 3;
+        ICropRects* list = nullptr;
+        EXPECT_EQ(crop->GetSuggestions(&list, &selection, &request), eSuccess);
+        CropRect best{};
+        if (list != nullptr && list->GetCount() > 0) best = list->GetRects()[0];
+        if (list != nullptr) list->Release();
+        return best;
+    }
+    std::vector<RectOfInterest> Faces() {
+        IRectsOfInterest* list = nullptr;
+        EXPECT_EQ(crop->GetRectsOfInterest(&list), eSuccess);
+        std::vector<RectOfInterest> faces;
+        for (uint64_t i = 0; list != nullptr && i < list->GetCount(); ++i)
+            if (list->GetRects()[i].isFace) faces.push_back(list->GetRects()[i]);
+        if (list != nullptr) list->Release();
+        return faces;
+    }
+    cv::Mat pixels;
+    test::Image image;
+    ISmartCrop* crop = nullptr;
+};
+
+TEST(RealFaces, OnePortraitOneFaceAndTheSuggestionsHoldIt) {
+    SetFaceDetectorConfigDir(SMARTCROP_SOURCE_DIR "/data/ovex3");
+    Photo hopper("grace_hopper.jpg");  // 341 x 400
+    ASSERT_NE(hopper.crop, nullptr);
+    const CropRect square = hopper.Best(1.0);
+    const CropRect tall = hopper.Best(9.0 / 16.0);
+    const std::vector<RectOfInterest> faces = hopper.Faces();
+    ASSERT_EQ(faces.size(), 1u);
+    // Eyes, nose and mouth lie in this rectangle (measured on the photograph).
+    const RectOfInterest features{140, 215, 115, 195};
+    EXPECT_EQ(covered_fraction(faces[0], features), 1.0f);
+    const int32_t w = faces[0].right - faces[0].left, h = faces[0].bottom - faces[0].top;
+    EXPECT_LT(w, 300);  // a face, widened 1.5 times; not the photograph
+    EXPECT_EQ(faces[0].kind, eRoiWanted);
+    // The face as the detector boxed it, before the widening: the crops hold it.
+    const RectOfInterest face{faces[0].left + w / 6, faces[0].right - w / 6,
+                              faces[0].top + h / 6, faces[0].bottom - h / 6};
+    EXPECT_EQ(covered_fraction(face, features), 1.0f);
+    for (const CropRect& c : {square, tall}) {
+        EXPECT_EQ(covered_fraction(c, face), 1.0f)
+            << c.left << "," << c.top << " " << c.right << "," << c.bottom;
+    }
+    EXPECT_NEAR(static_cast<double>(tall.right - tall.left + 1) / (tall.bottom - tall.top + 1),
+                9.0 / 16.0, 0.02);
+}
+
+TEST(RealFaces, NoFaceWithoutPeopleFromTheDefaultPathInTheRepository) {
+    char* previous = getcwd(nullptr, 0);
+    ASSERT_EQ(chdir(SMARTCROP_SOURCE_DIR), 0);  // where "data/ovex3" is found
+    {
+        Photo rocket("rocket.jpg");
+        Photo hopper("grace_hopper.jpg");
+        ASSERT_NE(rocket.crop, nullptr);
+        rocket.Best(1.0);
+        hopper.Best(1.0);
+        EXPECT_TRUE(rocket.Faces().empty());
+        EXPECT_EQ(hopper.Faces().size(), 1u);  // the default path did load the detector
+    }
+    EXPECT_EQ(chdir(previous), 0);
+    free(previous);
+}
+
+}  // namespace
+}  // namespace smartCrop
