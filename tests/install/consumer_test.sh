@@ -20,4 +20,8 @@ status=0
 "$prefix/bin/smartcrop" --help 2>/dev/null || status=$?
 [ "$status" -eq 2 ] || { echo "installed smartcrop --help gave $status"; exit 1; }
 PKG_CONFIG_PATH=$(echo "$prefix"/lib*/pkgconfig) pkg-config --cflags --libs smartcrop | grep -q -- "-lsmartcrop"
+# The installed program finds the installed face detector from any folder.
+test -f "$prefix/share/smartcrop/ovex3"
+faces=$(cd "$work" && "$prefix/bin/smartcrop" --faces --format json "$source_dir/../data/grace_hopper.jpg")
+echo "$faces" | grep -q '"faces": \[{' || { echo "installed smartcrop found no face: $faces"; exit 1; }
 echo "install test passed"

@@ -26,6 +26,8 @@ struct Result {
     std::string file;
     int width = 0, height = 0;
     std::vector<smartCrop::CropRect> crops;
+    bool facesAsked = false;
+    std::vector<cv::Rect> faces;  // as detected, in full-resolution pixels
     std::string error;  // empty on success
 };
 
@@ -62,12 +64,18 @@ std::string with_index(const std::string& path, size_t index, size_t total) {
         .string();
 }
 
-void draw_preview(const cv::Mat& bgr, const std::vector<smartCrop::CropRect>& crops,
-                  double scaleToDecoded, const std::string& path) {
+void draw_preview(const cv::Mat& bgr, const Result& result, double scaleToDecoded,
+                  const std::string& path) {
+    const std::vector<smartCrop::CropRect>& crops = result.crops;
     const double shrink = std::min(1.0, 1024.0 / std::max(bgr.cols, bgr.rows));
     cv::Mat preview;
     cv::resize(bgr, preview, cv::Size(), shrink, shrink, cv::INTER_AREA);
     const double s = shrink * scaleToDecoded;
+    for (const cv::Rect& f : result.faces) {
+        const cv::Rect r(cv::Point(static_cast<int>(f.x * s), static_cast<int>(f.y * s)),
+                         cv::Point(static_cast<int>(f.br().x * s), static_cast<int>(f.br().y * s)));
+        cv::rectangle(preview, r, cv::Scalar(60, 60, 255), 2);
+    }
     for (size_t k = crops.size(); k-- > 0;) {  // rank 1 drawn last, on top
         const smartCrop::CropRect& c = crops[k];
         const cv::Rect r(cv::Point(static_cast<int>(c.left * s), static_cast<int>(c.top * s)),
@@ -106,6 +114,26 @@ void write_crops(const cli::Photo& photo, const Result& result, const std::strin
                                     .string();
         if (!cv::imwrite(out, photo.bgr(r))) throw std::runtime_error("cannot write " + out);
     }
+}
+
+// The faces the library added to the rectangles of interest while answering.
+std::vector<cv::Rect> detected_faces(smartCrop::ISmartCrop* crop, const cli::Photo& photo) {
+    smartCrop::IRectsOfInterest* out = nullptr;
+    if (crop->GetRectsOfInterest(&out) != smartCrop::eSuccess || out == nullptr) return {};
+    Counted<smartCrop::IRectsOfInterest> list(out);
+    const double sx = static_cast<double>(photo.fullWidth) / photo.bgr.cols;
+    const double sy = static_cast<double>(photo.fullHeight) / photo.bgr.rows;
+    std::vector<cv::Rect> faces;
+    for (uint64_t i = 0; i < list->GetCount(); ++i) {
+        const smartCrop::RectOfInterest& r = list->GetRects()[i];
+        if (!r.isFace) continue;
+        const cv::Point tl(static_cast<int>(std::lround(r.left * sx)),
+                           static_cast<int>(std::lround(r.top * sy)));
+        const cv::Point br(static_cast<int>(std::lround((r.right + 1) * sx)),
+                           static_cast<int>(std::lround((r.bottom + 1) * sy)));
+        faces.emplace_back(tl, br);
+    }
+    return faces;
 }
 
 Result process(const cli::Options& o, const std::string& file, size_t index) {
@@ -168,8 +196,10 @@ Result process(const cli::Options& o, const std::string& file, size_t index) {
                                                 exact ? static_cast<int>(o.sizeWidth) : 0,
                                                 exact ? static_cast<int>(o.sizeHeight) : 0));
         }
+        result.facesAsked = o.faces;
+        if (o.faces) result.faces = detected_faces(crop.get(), photo);
         if (!o.preview.empty()) {
-            draw_preview(photo.bgr, result.crops, sx,
+            draw_preview(photo.bgr, result, sx,
                          with_index(o.preview, index, o.images.size()));
         }
         if (!o.cropsDir.empty()) write_crops(photo, result, o.cropsDir, file);
@@ -188,6 +218,12 @@ void print_table(const Result& r) {
         std::printf("  %4zu %6d %6d %6d %6d %6d %6d  %6.3f %6.3f %6.3f %6.3f %5.3f\n", k + 1,
                     c.left, c.top, c.right, c.bottom, c.right - c.left + 1, c.bottom - c.top + 1,
                     c.score, c.aestheticScore, c.coverageScore, c.borderScore, c.roiScore);
+    }
+    if (r.facesAsked) {
+        std::printf("  faces: %zu", r.faces.size());
+        for (const cv::Rect& f : r.faces)
+            std::printf("  (%d,%d)-(%d,%d)", f.x, f.y, f.br().x - 1, f.br().y - 1);
+        std::printf("\n");
     }
 }
 
@@ -240,11 +276,32 @@ void print_json(const std::vector<Result>& results) {
                     json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
                     c.wellCovered ? "true" : "false");
             }
-            std::printf("%s]}", r.crops.empty() ? "" : "\n  ");
+            std::printf("%s]", r.crops.empty() ? "" : "\n  ");
+            if (r.facesAsked) {
+                std::printf(", \"faces\": [");
+                for (size_t k = 0; k < r.faces.size(); ++k) {
+                    const cv::Rect& f = r.faces[k];
+                    std::printf("%s{\"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": %d}",
+                                k ? ", " : "", f.x, f.y, f.br().x - 1, f.br().y - 1);
+                }
+                std::printf("]");
+            }
+            std::printf("}");
         }
         std::printf("%s\n", i + 1 < results.size() ? "," : "");
     }
     std::printf("]\n");
+}
+
+// The face detector installed with this program, if there is one; else the
+// library's own default applies ("data/ovex3" below the working folder, as
+// in the source tree).
+std::string installed_detector() {
+    std::error_code ec;
+    const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (ec) return {};
+    const std::filesystem::path config = exe.parent_path() / SMARTCROP_DETECTOR_FROM_BIN;
+    return std::filesystem::is_regular_file(config, ec) ? config.lexically_normal().string() : "";
 }
 
 }  // namespace
@@ -259,6 +316,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (!o.formatGiven) o.format = isatty(STDOUT_FILENO) ? cli::Format::Table : cli::Format::Json;
+    if (o.models.empty()) o.models = installed_detector();
     if (!o.models.empty()) SetFaceDetectorConfigDir(o.models.c_str());
 
     std::vector<Result> results(o.images.size());
