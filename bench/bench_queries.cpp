@@ -1,9 +1,13 @@
 // Queries on a 12 MP photo-like image: the first GetSuggestions over 7 aspect
-// ratios by 6 scales (every candidate scored), and a repeated query.
+// ratios by 6 scales (every candidate scored), the same with face detection,
+// and a repeated query. Loading the face detector is timed on its own.
 #include <benchmark/benchmark.h>
 
 #include "SmartCrop.h"
 #include "bench_images.h"
+#include "cascade_model.h"
+
+constexpr const char* kDetector = SMARTCROP_SOURCE_DIR "/data/ovex3";
 
 namespace {
 
@@ -15,7 +19,7 @@ struct Object {
         image = CreateImageObj(H, W, 4, offsets, pixels.data());
     }
     ~Object() { image->Release(); }
-    smartCrop::ISmartCrop* Create() const {
+    smartCrop::ISmartCrop* Create(bool faces = false) const {
         smartCrop::RatioEntry aspects[] = {{1.0, true},     {4.0 / 3, true}, {3.0 / 4, true},
                                            {3.0 / 2, true}, {2.0 / 3, true}, {16.0 / 9, true},
                                            {9.0 / 16, true}};
@@ -26,15 +30,17 @@ struct Object {
         params.aspectRatioCount = 7;
         params.scaleRatios = scales;
         params.scaleRatioCount = 6;
+        params.detectFaces = faces;
         return CreateSmartCropObj(image, &params);
     }
     smartCrop::IImage* image;
 };
 
-uint64_t Query(smartCrop::ISmartCrop* crop) {
+uint64_t Query(smartCrop::ISmartCrop* crop, bool faces = false) {
     smartCrop::ICropRects* out = nullptr;
     smartCrop::SelectionParams selection;
     smartCrop::SuggestionParams request;
+    request.useFaces = faces;
     crop->GetSuggestions(&out, &selection, &request);
     const uint64_t n = out->GetCount();
     out->Release();
@@ -50,14 +56,22 @@ uint64_t CandidateCount(smartCrop::ISmartCrop* crop) {
     return n;
 }
 
+// range(0): 1 with faces detected by the shipped detector (loaded before).
 void BM_FirstQuery(benchmark::State& state) {
     static Object object;
+    const bool faces = state.range(0) != 0;
+    if (faces) {
+        SetFaceDetectorConfigDir(kDetector);
+        smartCrop::ISmartCrop* warm = object.Create(true);
+        Query(warm, true);
+        warm->Release();
+    }
     uint64_t candidates = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        smartCrop::ISmartCrop* crop = object.Create();
+        smartCrop::ISmartCrop* crop = object.Create(faces);
         state.ResumeTiming();
-        benchmark::DoNotOptimize(Query(crop));
+        benchmark::DoNotOptimize(Query(crop, faces));
         state.PauseTiming();
         candidates = CandidateCount(crop);
         crop->Release();
@@ -67,7 +81,15 @@ void BM_FirstQuery(benchmark::State& state) {
     state.counters["candidates_per_s"] = benchmark::Counter(
         static_cast<double>(candidates) * state.iterations(), benchmark::Counter::kIsRate);
 }
-BENCHMARK(BM_FirstQuery)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FirstQuery)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+void BM_LoadDetector(benchmark::State& state) {
+    for (auto _ : state) {
+        smartCrop::CasCNNModel model(kDetector);
+        benchmark::DoNotOptimize(model.stage_models.size());
+    }
+}
+BENCHMARK(BM_LoadDetector)->Unit(benchmark::kMillisecond);
 
 void BM_RepeatedQuery(benchmark::State& state) {
     static Object object;

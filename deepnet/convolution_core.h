@@ -22,7 +22,7 @@ void im2col(uint64_t width, uint64_t height, const window_geometry& g, uint64_t 
 // `outputs` planes of out0 x out1, adding to what `y` holds.
 void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t outputs,
                     const window_geometry& g, uint64_t out0, uint64_t out1, const float* x,
-                    const float* weights, float* y, float* scratch);
+                    const float* weights, float* y);
 
 // Scatters one plane's part of the blocks back, adding overlaps, into a plane
 // of out0 x out1 with row stride `rowStride`.

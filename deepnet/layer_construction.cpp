@@ -29,7 +29,7 @@ uint64_t checked_product(uint64_t a, uint64_t b) {
     return a * b;
 }
 
-void size_buffer(std::vector<float>& buffer, uint64_t count) {
+void count_buffer(uint64_t count) {
     const uint64_t bytes = checked_product(count, sizeof(float));
     const uint64_t limit = network_buffer_limit();
     if (bytes > limit - std::min(networkBytes, limit)) {
@@ -37,6 +37,10 @@ void size_buffer(std::vector<float>& buffer, uint64_t count) {
             "deepnet_construct_layer_test(): network buffers exceed their limit");
     }
     networkBytes += bytes;
+}
+
+void size_buffer(std::vector<float>& buffer, uint64_t count) {
+    count_buffer(count);
     buffer.assign(static_cast<size_t>(count), 0.0f);
 }
 

@@ -56,6 +56,8 @@ void set_network_buffer_limit(uint64_t bytes);
 uint64_t checked_product(uint64_t a, uint64_t b);
 // Zeroed floats, counted against the budget of the network being built.
 void size_buffer(std::vector<float>& buffer, uint64_t count);
+// Counts a buffer against the limit without allocating it.
+void count_buffer(uint64_t count);
 
 // Output positions along one axis of a windowed layer; throws with
 // `who` for a zero kernel or stride, or a window wider than the padded input.
@@ -76,7 +78,7 @@ class layer_test_conv3d : public layer_test_base<Dtype> {
 public:
     void fprop_test(uint64_t batch, const layer_model_base& record) override;
     void allocate(const layer_model_base& record) override;
-    std::vector<Dtype> scratch;
+    std::vector<Dtype> scratch;  // counted against the buffer limit, left empty
     std::vector<Dtype> unused;  // kept empty
 };
 
