@@ -185,7 +185,8 @@ private:
                 fail("SAME padding is supported for 1 x 1 convolutions only");
             s0 = static_cast<uint32_t>(o.stride_h);
             s1 = static_cast<uint32_t>(o.stride_w);
-        } else if (wt.shape.size() != 2 || dim(wt, 1) != x.x * x.y * x.c) {
+        } else if (wt.shape.size() != 2 ||
+                   dim(wt, 1) != static_cast<uint64_t>(x.x) * x.y * x.c) {
             fail("fully connected weights of another shape");
         }
         // TFLite: [out][k0][k1][in], where a fully connected layer's input is
@@ -319,12 +320,12 @@ private:
     // then all y to pairs. Then the neutral correction "Y2".
     void landmark_head(size_t i) {
         const Mapped& x = source(in(i, 0));
-        const uint32_t inputs = x.x * x.y * x.c;
+        if (x.x != 1 || x.y != 1) fail("landmarks from a map");
+        const uint32_t inputs = x.c;
         const std::vector<float>& weights = constant(in(i, 1));
         const std::vector<float>& biases = constant(in(i, 2));
         if (weights.size() != 2u * kLandmarks * inputs || biases.size() != 2u * kLandmarks)
             fail("landmark weights of another shape");
-        if (x.x != 1 || x.y != 1) fail("landmarks from a map");
         std::vector<float> ours(weights.size()), bias(biases.size());
         for (uint32_t k = 0; k < 2u * kLandmarks; ++k) {
             const uint32_t row = k % 2 == 0 ? k / 2 : kLandmarks + k / 2;

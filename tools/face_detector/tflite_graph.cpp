@@ -203,10 +203,11 @@ Graph read_graph(const std::vector<uint8_t>& bytes) {
             tensor.floats = values_of<float>(raw, tensor);
         else
             tensor.ints = values_of<int32_t>(raw, tensor);
-        size_t elements = 1;
+        uint64_t elements = 1;
         for (int32_t d : tensor.shape) {
-            if (d < 0 || d > (1 << 24)) fail("tensor \"" + tensor.name + "\" has a bad size");
-            elements *= static_cast<size_t>(d);
+            elements *= static_cast<uint64_t>(d < 0 ? 0 : d);
+            if (d < 0 || elements > (uint64_t{1} << 31))
+                fail("tensor \"" + tensor.name + "\" has a bad size");
         }
         if (tensor.constant() && tensor.floats.size() + tensor.ints.size() != elements)
             fail("tensor \"" + tensor.name + "\" holds a different number of values than its shape");
