@@ -78,6 +78,18 @@ TEST_F(SmartcropCli, JsonHasTheDocumentedFields) {
               "'width']\n");
 }
 
+TEST_F(SmartcropCli, FacesAreReportedOnlyWhenAskedFor) {
+    const std::string portrait = SMARTCROP_SOURCE_DIR "/tests/data/grace_hopper.jpg";
+    Outcome r = json("--faces --models " SMARTCROP_SOURCE_DIR "/data/ovex3 " + portrait + " " + png,
+                     "[len(x[\"faces\"]) for x in d], "
+                     "[(f[\"left\"] < 180 < f[\"right\"], f[\"top\"] < 150 < f[\"bottom\"]) "
+                     "for f in d[0][\"faces\"]]");
+    ASSERT_EQ(r.status, 0) << err();
+    EXPECT_EQ(r.out, "[1, 0] [(True, True)]\n");  // the face holds the point between the eyes
+    r = json(portrait, "\"faces\" in d[0]");
+    EXPECT_EQ(r.out, "False\n");
+}
+
 TEST_F(SmartcropCli, SizeRoiAndWrittenCrops) {
     Outcome r = json("--size 120x80 " + png,
                      "set((s[\"width\"], s[\"height\"]) for s in d[0][\"suggestions\"])");
