@@ -6,6 +6,7 @@
 
 #include "CropGeometry.h"
 #include "SmartCrop.h"
+#include "face_requests.h"
 #include "synthetic_detector.h"
 #include "test_images.h"
 
@@ -44,25 +45,9 @@ struct FaceEngine {
     }
     ~FaceEngine() { crop->Release(); }
     eErrorCode Query(bool useFaces, std::vector<CropRect>* out = nullptr) {
-        SuggestionParams request;
-        request.useFaces = useFaces;
-        SelectionParams selection;
-        selection.count = 3;
-        ICropRects* list = nullptr;
-        const eErrorCode code = crop->GetSuggestions(&list, &selection, &request);
-        if (list != nullptr) {
-            if (out != nullptr) out->assign(list->GetRects(), list->GetRects() + list->GetCount());
-            list->Release();
-        }
-        return code;
+        return test::Suggest(crop, useFaces, out);
     }
-    std::vector<RectOfInterest> Rects() {
-        IRectsOfInterest* list = nullptr;
-        crop->GetRectsOfInterest(&list);
-        std::vector<RectOfInterest> out(list->GetRects(), list->GetRects() + list->GetCount());
-        list->Release();
-        return out;
-    }
+    std::vector<RectOfInterest> Rects() { return test::RectsOfInterest(crop); }
     test::Image image;
     ISmartCrop* crop;
 };

@@ -8,6 +8,7 @@
 
 #include "CropGeometry.h"
 #include "SmartCrop.h"
+#include "face_requests.h"
 #include "test_images.h"
 
 namespace smartCrop {
@@ -34,25 +35,14 @@ struct Photo {
         if (crop != nullptr) crop->Release();
     }
     CropRect Best(double aspectRatio) {
-        SuggestionParams request;
-        request.useFaces = true;
-        request.aspectRatio = aspectRatio;
-        SelectionParams selection;
-        selection.count = 3;
-        ICropRects* list = nullptr;
-        EXPECT_EQ(crop->GetSuggestions(&list, &selection, &request), eSuccess);
-        CropRect best{};
-        if (list != nullptr && list->GetCount() > 0) best = list->GetRects()[0];
-        if (list != nullptr) list->Release();
-        return best;
+        std::vector<CropRect> out;
+        EXPECT_EQ(test::Suggest(crop, true, &out, aspectRatio), eSuccess);
+        return out.empty() ? CropRect{} : out[0];
     }
     std::vector<RectOfInterest> Faces() {
-        IRectsOfInterest* list = nullptr;
-        EXPECT_EQ(crop->GetRectsOfInterest(&list), eSuccess);
         std::vector<RectOfInterest> faces;
-        for (uint64_t i = 0; list != nullptr && i < list->GetCount(); ++i)
-            if (list->GetRects()[i].isFace) faces.push_back(list->GetRects()[i]);
-        if (list != nullptr) list->Release();
+        for (const RectOfInterest& r : test::RectsOfInterest(crop))
+            if (r.isFace) faces.push_back(r);
         return faces;
     }
     cv::Mat pixels;

@@ -128,7 +128,7 @@ private:
         const std::string& full = tensor(index).name;
         const size_t a = full.find('/');
         std::string base = a == std::string::npos ? full : full.substr(a + 1, full.find('/', a + 1) - a - 1);
-        if (base.empty() || base == "Y" || base == "data") base = "layer";
+        if (base.empty()) base = "layer";  // "data" and "Y" are taken from the start
         std::string name = base;
         for (int k = 2; !names.insert(name).second; ++k) name = base + "_" + std::to_string(k);
         return name;

@@ -117,7 +117,6 @@ enum OptionsType : uint8_t {
     kFullyConnectedOptions = 8,
     kAddOptions = 11,
     kMulOptions = 21,
-    kReducerOptions = 27,
     kSubOptions = 28,
     kDivOptions = 29,
 };
@@ -141,9 +140,6 @@ void read_options(const Table& op, Operator* o) {
             o->filter_w = opt.get<int32_t>(3, 0);
             o->filter_h = opt.get<int32_t>(4, 0);
             o->activation = opt.get<int8_t>(5, 0);
-            break;
-        case kReducerOptions:
-            o->keep_dims = opt.get<uint8_t>(0, 0) != 0;
             break;
         case kFullyConnectedOptions:
         case kAddOptions:

@@ -46,7 +46,6 @@ struct Operator {
     int32_t filter_h = 0, filter_w = 0;
     int32_t dilation_h = 1, dilation_w = 1;
     int32_t activation = 0;  // fused: 0 none, 1 RELU
-    bool keep_dims = false;  // reductions
 };
 
 struct Graph {

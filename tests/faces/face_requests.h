@@ -1,0 +1,41 @@
+// Queries that face tests make through the public interface.
+#ifndef SMARTCROP_TESTS_FACES_FACE_REQUESTS_H
+#define SMARTCROP_TESTS_FACES_FACE_REQUESTS_H
+
+#include <vector>
+
+#include "SmartCrop.h"
+
+namespace test {
+
+// One GetSuggestions asking for three suggestions; `out`, when given, gets them.
+inline smartCrop::eErrorCode Suggest(smartCrop::ISmartCrop* crop, bool useFaces,
+                                     std::vector<smartCrop::CropRect>* out = nullptr,
+                                     double aspectRatio = 0.0) {
+    smartCrop::SuggestionParams request;
+    request.useFaces = useFaces;
+    request.aspectRatio = aspectRatio;
+    smartCrop::SelectionParams selection;
+    selection.count = 3;
+    smartCrop::ICropRects* list = nullptr;
+    const smartCrop::eErrorCode code = crop->GetSuggestions(&list, &selection, &request);
+    if (list != nullptr) {
+        if (out != nullptr) out->assign(list->GetRects(), list->GetRects() + list->GetCount());
+        list->Release();
+    }
+    return code;
+}
+
+// The object's rectangles of interest, the host's first, then the faces.
+inline std::vector<smartCrop::RectOfInterest> RectsOfInterest(smartCrop::ISmartCrop* crop) {
+    smartCrop::IRectsOfInterest* list = nullptr;
+    std::vector<smartCrop::RectOfInterest> out;
+    if (crop->GetRectsOfInterest(&list) != smartCrop::eSuccess || list == nullptr) return out;
+    out.assign(list->GetRects(), list->GetRects() + list->GetCount());
+    list->Release();
+    return out;
+}
+
+}  // namespace test
+
+#endif  // SMARTCROP_TESTS_FACES_FACE_REQUESTS_H
