@@ -54,6 +54,8 @@ mp::matrix layer_output(const layer_test_base<float>& layer) {
         rows = narrow(layer.y_size[1]);
         cols = narrow(layer.y_size[0]);
     }
+    // Counted against the same budget as the network that produced it.
+    count_buffer(checked_product(static_cast<uint64_t>(rows), static_cast<uint64_t>(cols)));
     mp::matrix m(rows, cols);
     const size_t n = std::min(static_cast<size_t>(rows) * cols, layer.y.size());
     if (n > 0) std::memcpy(m.data, layer.y.data(), n * sizeof(float));

@@ -82,7 +82,11 @@ void layer_test_base<Dtype>::copy_shape(const layer_test_base& from) {
 
 template <class Dtype>
 void layer_test_base<Dtype>::size_output() {
-    size_buffer(y, checked_product(batch_size, y_size_1d()));
+    // An empty output would be counted as nothing while the matrix read from
+    // it is sized from its other dimensions.
+    const uint64_t count = checked_product(batch_size, y_size_1d());
+    if (count == 0) throw std::runtime_error("deepnet_construct_layer_test(): a layer's output is empty");
+    size_buffer(y, count);
 }
 
 template class layer_test_base<float>;

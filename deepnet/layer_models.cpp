@@ -1,5 +1,6 @@
 #include "layer_models.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
@@ -56,6 +57,15 @@ uint64_t times(uint64_t a, uint64_t b) {
     return a * b;
 }
 
+// A window lying wholly in the padding reads nothing, and padding without
+// bound lets a tiny file ask for any amount of work and memory on every
+// input: padding must stay below the kernel, in both dimensions.
+void check_padding(uint64_t kernel0, uint64_t kernel1, uint64_t pad0Low, uint64_t pad0High,
+                   uint64_t pad1Low, uint64_t pad1High, const char* who) {
+    if (std::max(pad0Low, pad0High) >= kernel0 || std::max(pad1Low, pad1High) >= kernel1)
+        throw std::runtime_error(std::string(who) + ": padding as large as the kernel");
+}
+
 void read_base(Reader& in, layer_model_base& record, const layer_model_list& layers) {
     record.type = in.i32();
     const uint32_t nameLength = in.u32();
@@ -95,6 +105,11 @@ void read_conv3d(Reader& in, layer_model_conv3d& r) {
     if (r.groups == 0 || r.input_channels % r.groups != 0) {
         throw std::runtime_error("layer_model_conv3d::allocate(): Group size mismatch");
     }
+    // A deconvolution's padding crops its output instead.
+    if (!r.is_deconv) {
+        check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
+                      "layer_model_conv3d::deserialize()");
+    }
     // A saturated product stays far beyond any buffer after the division.
     r.weights = in.floats(
         times(times(times(r.kernel0, r.input_channels), r.kernel1) / r.groups, r.output_channels));
@@ -115,6 +130,8 @@ void read_local(Reader& in, layer_model_local& r) {
     r.pad0_high = in.u32();
     r.pad1_low = in.u32();
     r.pad1_high = in.u32();
+    check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
+                  "layer_model_local::deserialize()");
     const uint64_t positions = times(times(r.out0, r.out1), r.output_channels);
     r.weights = in.floats(times(times(times(r.input_channels, r.kernel0), r.kernel1), positions));
     r.biases = in.floats(positions);
@@ -136,6 +153,8 @@ void read_pool(Reader& in, layer_model_pool3d& r) {
                             &r.pad0_high, &r.pad1_low, &r.pad1_high}) {
         *field = in.u32();
     }
+    check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
+                  "layer_model_pool3d::deserialize()");
 }
 
 // Appends the record before it is parsed (so that a layer may name itself),

@@ -141,6 +141,17 @@ TEST(ForwardPass, BuffersBeyondTheLimitAreRefused) {
               "deepnet_construct_layer_test(): network buffers exceed their limit");
 }
 
+// An output with a zero dimension holds nothing, yet the matrix read from it
+// would be sized from the other two: 2^30 columns here.
+TEST(ForwardPass, EmptyOutputsAreRefused) {
+    const DeepnetModel model = model_of(NetworkWriter().data("in").conv(
+        "Y", "in", 3, 0, 1, 1, 1u << 30, 1, {}, {}, {}, 1, 0, true));
+    const cv::Mat image(2, 8, CV_8UC3, cv::Scalar::all(1));
+    mp::matrix m;
+    EXPECT_EQ(failure_of([&] { deepnet_compute_feature(model, m, image, "Y"); }),
+              "deepnet_construct_layer_test(): a layer's output is empty");
+}
+
 TEST(ForwardPass, ModelFromAFile) {
     const std::string path = testing::TempDir() + "/net.bin";
     NetworkWriter().data("in").relu("Y", "in").save(path);

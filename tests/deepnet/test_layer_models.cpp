@@ -125,5 +125,26 @@ TEST(LayerModels, HugeCountsAreRefusedBeforeAllocating) {
               "deenpet_deserialize_layer_model(): the data ends inside a record");
 }
 
+// Padding as wide as the kernel only adds windows that read nothing, and a
+// huge one would cost any amount of work on every image: refused at load.
+TEST(LayerModels, PaddingAsLargeAsTheKernelIsRefused) {
+    const std::vector<float> w(18, 0.5f);
+    EXPECT_EQ(parse(NetworkWriter().data("in").pool(5, "p", "in", 2, 2, 2, 2, {1, 1, 1, 1}).bytes())
+                  .size(),
+              2u);
+    const std::pair<NetworkWriter, std::string> cases[] = {
+        {NetworkWriter().data("in").pool(5, "p", "in", 2, 2, 2, 2, {0, 0, 0, 3000}),
+         "layer_model_pool3d::deserialize(): padding as large as the kernel"},
+        {NetworkWriter().data("in").pool(6, "p", "in", 3, 2, 1, 1, {3, 0, 0, 0}),
+         "layer_model_pool3d::deserialize(): padding as large as the kernel"},
+        {NetworkWriter().data("in").conv("c", "in", 2, 3, 3, 1, 1, 1, w, {0, 0}, {0, 3, 0, 0}),
+         "layer_model_conv3d::deserialize(): padding as large as the kernel"},
+        {NetworkWriter().data("in").local("l", "in", 1, 1, 1, 1, 1, 1, 1, 1, {1}, {0},
+                                          {0, 0, 1, 0}),
+         "layer_model_local::deserialize(): padding as large as the kernel"},
+    };
+    for (const auto& [writer, message] : cases) EXPECT_EQ(failure(writer.bytes()), message);
+}
+
 }  // namespace
 }  // namespace deepnet
