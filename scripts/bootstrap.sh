@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config file python3
   libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
+  # The host layer's decoders and encoders.
+  libturbojpeg0-dev libspng-dev libwebp-dev
   # The serial OpenBLAS build: the library must not start threads in a host.
   libopenblas-serial-dev libopenblas0-serial liblapacke-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev

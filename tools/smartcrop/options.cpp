@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "host/image_encoding.h"
+
 namespace cli {
 
 const char* const kUsage =
@@ -12,18 +14,20 @@ const char* const kUsage =
     "2:3 16:9 9:16\n"
     "  --scales LIST      comma-separated scales in (0, 1]; default 1,0.9,0.8,0.7,0.6,0.5\n"
     "  --size WxH         one exact crop size in pixels\n"
-    "  --count N          suggestions (per aspect ratio with --per-aspect); default 5\n"
+    "  --count N          suggestions (per aspect ratio with --per-aspect), 1 or more; default 5\n"
     "  --per-aspect       answer --count suggestions for each aspect ratio\n"
     "  --mode 0..3        0 blend; 1 aesthetic, 2 coverage, 3 border only\n"
     "  --weights w0,...,w5  blend of the ranking; default 1,1,1,0,0,1\n"
     "  --roi KIND:L,T,R,B rectangle of interest, repeatable; KIND "
     "wanted|required|unwanted|forbidden\n"
     "  --faces            let detected faces count\n"
-    "  --models PATH      face detector configuration file; default the installed\n"
-    "                     one, else data/ovex3 below the working folder\n"
+    "  --models PATH      face detector configuration file; default the installed one\n"
     "  --format table|json  output format; default table on a terminal, json otherwise\n"
-    "  --preview FILE     the image scaled down with the suggestions drawn\n"
-    "  --write-crops DIR  save each suggestion as an image\n"
+    "  --preview FILE     the image scaled down with the suggestions drawn (.jpg, .png, .webp)\n"
+    "  --write-crops DIR  save each suggestion as DIR/NAME-RANK.EXT\n"
+    "  --overwrite        replace files that already exist (never done otherwise)\n"
+    "  --max-pixels N     refuse images of more pixels; default 100000000\n"
+    "  --lenient          accept truncated or damaged image data (partial pictures)\n"
     "  -j N               images in parallel\n";
 
 namespace {
@@ -44,10 +48,10 @@ std::vector<double> numbers(const std::string& text, const std::string& what) {
     return out;
 }
 
-uint32_t whole(const std::string& text, const std::string& what, long lo, long hi) {
+uint64_t whole(const std::string& text, const std::string& what, double lo, double hi) {
     const double v = number(text, what);
     if (v != std::floor(v) || v < lo || v > hi) throw UsageError("bad " + what + ": " + text);
-    return static_cast<uint32_t>(v);
+    return static_cast<uint64_t>(v);
 }
 
 smartCrop::RectOfInterest parse_rect(const std::string& text) {
@@ -93,6 +97,8 @@ double parse_ratio(const std::string& text) {
 
 Options parse(int argc, char** argv) {
     Options o;
+    smartCrop::host::CropRequest& r = o.request;
+    bool aspectGiven = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         auto value = [&]() -> std::string {
@@ -100,32 +106,35 @@ Options parse(int argc, char** argv) {
             return argv[++i];
         };
         if (arg == "--aspect") {
-            o.aspects.push_back(parse_ratio(value()));
+            if (!aspectGiven) r.aspects.clear();
+            aspectGiven = true;
+            r.aspects.push_back(parse_ratio(value()));
         } else if (arg == "--scales") {
-            o.scales = numbers(value(), "--scales");
-            for (double s : o.scales) {
+            r.scales = numbers(value(), "--scales");
+            if (r.scales.empty()) throw UsageError("--scales needs at least one scale");
+            for (double s : r.scales) {
                 if (!(s > 0 && s <= 1)) throw UsageError("scales lie in (0, 1]");
             }
         } else if (arg == "--size") {
             const std::string v = value();
             const size_t x = v.find('x');
             if (x == std::string::npos) throw UsageError("--size takes WxH: " + v);
-            o.sizeWidth = whole(v.substr(0, x), "--size", 1, 1L << 30);
-            o.sizeHeight = whole(v.substr(x + 1), "--size", 1, 1L << 30);
+            r.width = static_cast<uint32_t>(whole(v.substr(0, x), "--size", 1, 1 << 30));
+            r.height = static_cast<uint32_t>(whole(v.substr(x + 1), "--size", 1, 1 << 30));
         } else if (arg == "--count") {
-            o.count = whole(value(), "--count", 0, 100000);
+            r.count = static_cast<uint32_t>(whole(value(), "--count", 1, 100000));
         } else if (arg == "--per-aspect") {
-            o.perAspect = true;
+            r.perAspect = true;
         } else if (arg == "--mode") {
-            o.mode = whole(value(), "--mode", 0, 3);
+            r.mode = static_cast<uint32_t>(whole(value(), "--mode", 0, 3));
         } else if (arg == "--weights") {
             const std::vector<double> w = numbers(value(), "--weights");
             if (w.size() != 6) throw UsageError("--weights takes six numbers");
-            std::copy(w.begin(), w.end(), o.weights.begin());
+            std::copy(w.begin(), w.end(), r.weights.begin());
         } else if (arg == "--roi") {
-            o.rects.push_back(parse_rect(value()));
+            r.rects.push_back(parse_rect(value()));
         } else if (arg == "--faces") {
-            o.faces = true;
+            r.faces = true;
         } else if (arg == "--models") {
             o.models = value();
         } else if (arg == "--format") {
@@ -139,8 +148,16 @@ Options parse(int argc, char** argv) {
             o.formatGiven = true;
         } else if (arg == "--preview") {
             o.preview = value();
+            if (smartCrop::host::format_for_name(o.preview) == smartCrop::host::ImageFormat::Unknown)
+                throw UsageError("--preview names a .jpg, .png or .webp file: " + o.preview);
         } else if (arg == "--write-crops") {
             o.cropsDir = value();
+        } else if (arg == "--overwrite") {
+            o.overwrite = true;
+        } else if (arg == "--max-pixels") {
+            o.decoding.maxPixels = whole(value(), "--max-pixels", 1, 1e15);
+        } else if (arg == "--lenient") {
+            o.decoding.lenient = true;
         } else if (arg == "-j") {
             o.jobs = static_cast<int>(whole(value(), "-j", 1, 256));
         } else if (arg == "-h" || arg == "--help") {
@@ -152,9 +169,6 @@ Options parse(int argc, char** argv) {
         }
     }
     if (o.images.empty()) throw UsageError("no image given");
-    if (o.aspects.empty())
-        o.aspects = {1.0, 4.0 / 3, 3.0 / 4, 3.0 / 2, 2.0 / 3, 16.0 / 9, 9.0 / 16};
-    if (o.scales.empty()) o.scales = {1.0, 0.9, 0.8, 0.7, 0.6, 0.5};
     return o;
 }
 

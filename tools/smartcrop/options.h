@@ -2,12 +2,12 @@
 #ifndef SMARTCROP_TOOLS_SMARTCROP_OPTIONS_H
 #define SMARTCROP_TOOLS_SMARTCROP_OPTIONS_H
 
-#include <array>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "SmartCrop.h"
+#include "host/crop_request.h"
+#include "host/image_decoding.h"
 
 namespace cli {
 
@@ -18,20 +18,14 @@ struct UsageError : std::runtime_error {
 enum class Format { Table, Json };
 
 struct Options {
-    std::vector<double> aspects;  // empty: the built-in list
-    std::vector<double> scales;
-    double sizeWidth = 0, sizeHeight = 0;
-    uint32_t count = 5;
-    bool perAspect = false;
-    uint32_t mode = 0;
-    std::array<double, 6> weights = {1, 1, 1, 0, 0, 1};
-    std::vector<smartCrop::RectOfInterest> rects;
-    bool faces = false;
-    std::string models;  // empty: the library's default
+    smartCrop::host::CropRequest request;
+    smartCrop::host::DecodeOptions decoding;
+    std::string models;  // empty: the installed detector
     Format format = Format::Table;
     bool formatGiven = false;
     std::string preview;
     std::string cropsDir;
+    bool overwrite = false;
     int jobs = 1;
     std::vector<std::string> images;
 };

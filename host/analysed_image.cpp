@@ -1,0 +1,191 @@
+#include "host/analysed_image.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace smartCrop::host {
+
+namespace {
+
+constexpr uint64_t kThinnest = 300;
+
+std::string size_text(uint64_t width, uint64_t height) {
+    return std::to_string(width) + " x " + std::to_string(height);
+}
+
+// The requested ratio a crop stands for: the nearest of the list.
+double nearest_ratio(const std::vector<double>& ratios, const CropRect& c) {
+    const double r = (c.right - c.left + 1.0) / (c.bottom - c.top + 1.0);
+    double best = ratios.front();
+    for (double x : ratios) {
+        if (std::fabs(std::log(x / r)) < std::fabs(std::log(best / r))) best = x;
+    }
+    return best;
+}
+
+// Outward, so that a hard rectangle keeps all it holds on a reduced image.
+RectOfInterest to_decoded(RectOfInterest r, double sx, double sy) {
+    r.left = static_cast<int32_t>(std::floor(r.left * sx));
+    r.top = static_cast<int32_t>(std::floor(r.top * sy));
+    r.right = static_cast<int32_t>(std::ceil((r.right + 1) * sx)) - 1;
+    r.bottom = static_cast<int32_t>(std::ceil((r.bottom + 1) * sy)) - 1;
+    return r;
+}
+
+}  // namespace
+
+AnalysedImage::AnalysedImage(DecodedImage decoded, CropRequest req)
+    : request(std::move(req)),
+      sourceFormat(decoded.format),
+      fullWidth(decoded.fullWidth),
+      fullHeight(decoded.fullHeight) {
+    check_request(request);
+    // The analysis scales the image to 300 pixels on its long side for the
+    // saliency; beyond 300:1 the short side would round to nothing.
+    const uint64_t shortSide = std::min(decoded.width, decoded.height);
+    if (std::max(decoded.width, decoded.height) > kThinnest * shortSide) {
+        throw HostError("the image is too thin to crop: " + size_text(fullWidth, fullHeight) +
+                        " pixels (its sides may differ by 300 times at most)");
+    }
+    const uint64_t offsets[4] = {0, 1, 2, 3};
+    image.reset(CreateImageObj(decoded.height, decoded.width, 4, offsets, decoded.pixels.data()));
+    if (!image) throw HostError("out of memory for the image");
+    decoded.pixels = std::vector<uint8_t>();  // the library holds its own copy
+
+    std::vector<RatioEntry> aspects, scales;
+    for (double r : request.aspects) aspects.push_back({r, true});
+    for (double s : request.scales) scales.push_back({s, true});
+    const double sx = static_cast<double>(decoded.width) / fullWidth;
+    const double sy = static_cast<double>(decoded.height) / fullHeight;
+    std::vector<RectOfInterest> rects;
+    for (const RectOfInterest& r : request.rects) rects.push_back(to_decoded(r, sx, sy));
+    SmartCropParams params;
+    params.aspectRatios = aspects.data();
+    params.aspectRatioCount = static_cast<uint32_t>(aspects.size());
+    params.scaleRatios = scales.data();
+    params.scaleRatioCount = static_cast<uint32_t>(scales.size());
+    params.rectsOfInterest = rects.data();
+    params.rectsOfInterestCount = static_cast<uint32_t>(rects.size());
+    params.detectFaces = request.faces;
+    crop.reset(CreateSmartCropObj(image.get(), &params));
+    if (!crop) throw HostError("out of memory for the analysis");
+    // The object comes back also when its analysis failed; its text says why.
+    const char* failure = crop->GetLastErrorText();
+    if (failure != nullptr && *failure != '\0') throw HostError(failure);
+}
+
+uint32_t AnalysedImage::width() const {
+    return static_cast<uint32_t>(image->GetWidth());
+}
+uint32_t AnalysedImage::height() const {
+    return static_cast<uint32_t>(image->GetHeight());
+}
+const uint8_t* AnalysedImage::pixels() const {
+    return image->GetConstPixels();
+}
+size_t AnalysedImage::stride() const {
+    return static_cast<size_t>(image->GetRowStride());
+}
+
+CropRect AnalysedImage::to_full(const CropRect& c) const {
+    if (width() == fullWidth && height() == fullHeight) return c;
+    const int W = static_cast<int>(fullWidth), H = static_cast<int>(fullHeight);
+    const double sx = static_cast<double>(W) / width();
+    const double sy = static_cast<double>(H) / height();
+    int fw, fh;
+    if (request.width > 0) {
+        fw = static_cast<int>(request.width);
+        fh = static_cast<int>(request.height);
+    } else {
+        // The larger crop of the wanted ratio, one side rounded from the other.
+        const double ratio = nearest_ratio(request.aspects, c);
+        fw = std::min(W, static_cast<int>(std::lround((c.right - c.left + 1) * sx)));
+        fh = static_cast<int>(std::lround(fw / ratio));
+        if (fh > H) {
+            fh = H;
+            fw = std::min(W, static_cast<int>(std::lround(fh * ratio)));
+        }
+        fw = std::max(fw, 1);
+        fh = std::max(fh, 1);
+    }
+    CropRect full = c;
+    full.left = std::clamp(static_cast<int>(std::lround(c.left * sx)), 0, W - fw);
+    full.top = std::clamp(static_cast<int>(std::lround(c.top * sy)), 0, H - fh);
+    full.right = full.left + fw - 1;
+    full.bottom = full.top + fh - 1;
+    return full;
+}
+
+CropAnswer AnalysedImage::suggest() const {
+    const std::string imageSize = size_text(fullWidth, fullHeight);
+    if (request.width > fullWidth || request.height > fullHeight) {
+        throw HostError("the crop size " + size_text(request.width, request.height) +
+                        " is larger than the image (" + imageSize + ")");
+    }
+    bool hard = false;
+    for (const RectOfInterest& r : request.rects) {
+        if (r.kind != eRoiRequired && r.kind != eRoiForbidden) continue;
+        hard = true;
+        if (r.kind == eRoiRequired &&
+            (r.left < 0 || r.top < 0 || r.right >= static_cast<int64_t>(fullWidth) ||
+             r.bottom >= static_cast<int64_t>(fullHeight))) {
+            throw HostError("the required rectangle " + std::to_string(r.left) + "," +
+                            std::to_string(r.top) + "," + std::to_string(r.right) + "," +
+                            std::to_string(r.bottom) + " does not lie inside the image (" +
+                            imageSize + ")");
+        }
+    }
+
+    SuggestionParams query;
+    query.useFaces = request.faces;
+    const double sx = static_cast<double>(width()) / fullWidth;
+    const double sy = static_cast<double>(height()) / fullHeight;
+    if (request.width > 0) {
+        query.width = std::max(1.0, std::round(request.width * sx));
+        query.height = std::max(1.0, std::round(request.height * sy));
+    } else if (request.aspects.size() == 1 && !request.perAspect) {
+        query.aspectRatio = request.aspects[0];
+    }
+    SelectionParams selection;
+    selection.count = request.count;
+    selection.mode = request.mode;
+    std::copy(request.weights.begin(), request.weights.end(), selection.weights);
+    selection.perAspectRatio = request.perAspect;
+    ICropRects* out = nullptr;
+    const eErrorCode code = crop->GetSuggestions(&out, &selection, &query);
+    if (code != eSuccess) {
+        std::string text = "code " + std::to_string(code);
+        const char* reason = crop->GetLastErrorText();
+        if (reason != nullptr && *reason != '\0') text += std::string(": ") + reason;
+        throw HostError(text);
+    }
+    Counted<ICropRects> list(out);
+    if (list->GetCount() == 0) {
+        throw HostError(std::string("no crop of the requested ") +
+                        (request.width > 0 ? "size" : "aspect ratios and scales") +
+                        " fits the image (" + imageSize + ")" +
+                        (hard ? " together with its required and forbidden rectangles" : ""));
+    }
+
+    CropAnswer answer;
+    for (uint64_t i = 0; i < list->GetCount(); ++i) answer.crops.push_back(to_full(list->GetRects()[i]));
+    if (request.faces) {
+        IRectsOfInterest* found = nullptr;
+        if (crop->GetRectsOfInterest(&found) == eSuccess && found != nullptr) {
+            Counted<IRectsOfInterest> rects(found);
+            for (uint64_t i = 0; i < rects->GetCount(); ++i) {
+                const RectOfInterest& r = rects->GetRects()[i];
+                if (!r.isFace) continue;
+                answer.faces.push_back(
+                    {static_cast<int32_t>(std::lround(r.left / sx)),
+                     static_cast<int32_t>(std::lround(r.top / sy)),
+                     static_cast<int32_t>(std::lround((r.right + 1) / sx)) - 1,
+                     static_cast<int32_t>(std::lround((r.bottom + 1) / sy)) - 1});
+            }
+        }
+    }
+    return answer;
+}
+
+}  // namespace smartCrop::host

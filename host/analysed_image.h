@@ -1,0 +1,63 @@
+// One decoded image handed to the library and analysed once; its answers in
+// the image's full-resolution pixels. Refusals are HostErrors carrying the
+// library's own reason, and an answer is never silently empty.
+#ifndef SMARTCROP_HOST_ANALYSED_IMAGE_H
+#define SMARTCROP_HOST_ANALYSED_IMAGE_H
+
+#include <memory>
+#include <vector>
+
+#include "SmartCrop.h"
+#include "host/crop_request.h"
+#include "host/image_decoding.h"
+
+namespace smartCrop::host {
+
+// A face as the library counts it (widened around the detector's box),
+// inclusive full-resolution pixels.
+struct FaceBox {
+    int32_t left = 0, top = 0, right = 0, bottom = 0;
+};
+
+struct CropAnswer {
+    std::vector<CropRect> crops;  // ranked; coordinates in full-resolution pixels
+    std::vector<FaceBox> faces;   // filled when faces were asked for
+};
+
+template <class T>
+struct Releaser {
+    void operator()(T* p) const { p->Release(); }
+};
+template <class T>
+using Counted = std::unique_ptr<T, Releaser<T>>;
+
+class AnalysedImage {
+public:
+    // Checks the request, hands the pixels to the library (releasing the
+    // decoded copy) and lets it analyse them.
+    AnalysedImage(DecodedImage image, CropRequest request);
+
+    CropAnswer suggest() const;
+
+    ImageFormat format() const { return sourceFormat; }
+    uint32_t full_width() const { return fullWidth; }
+    uint32_t full_height() const { return fullHeight; }
+    // The pixels as the library holds them (decoded size, maybe reduced).
+    uint32_t width() const;
+    uint32_t height() const;
+    const uint8_t* pixels() const;
+    size_t stride() const;
+
+private:
+    CropRect to_full(const CropRect& crop) const;
+
+    CropRequest request;
+    ImageFormat sourceFormat;
+    uint32_t fullWidth, fullHeight;
+    Counted<IImage> image;
+    Counted<ISmartCrop> crop;
+};
+
+}  // namespace smartCrop::host
+
+#endif  // SMARTCROP_HOST_ANALYSED_IMAGE_H

@@ -1,0 +1,34 @@
+// What a host asks of one image, in the image's full-resolution pixels, and
+// the check that keeps requests the library would misread from reaching it.
+#ifndef SMARTCROP_HOST_CROP_REQUEST_H
+#define SMARTCROP_HOST_CROP_REQUEST_H
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "SmartCrop.h"
+
+namespace smartCrop::host {
+
+struct CropRequest {
+    std::vector<double> aspects = {1.0, 4.0 / 3, 3.0 / 4, 3.0 / 2, 2.0 / 3, 16.0 / 9, 9.0 / 16};
+    std::vector<double> scales = {1.0, 0.9, 0.8, 0.7, 0.6, 0.5};
+    uint32_t width = 0, height = 0;  // one exact crop size instead of the ratios
+    uint32_t count = 5;              // per aspect ratio with perAspect
+    bool perAspect = false;
+    uint32_t mode = 0;  // 0 blend; 1 aesthetic, 2 coverage, 3 border only
+    std::array<double, 6> weights = {1, 1, 1, 0, 0, 1};
+    std::vector<RectOfInterest> rects;
+    bool faces = false;
+};
+
+// Throws HostError for what no query could answer sensibly: no ratio or
+// scale, a ratio that is not a positive number, a scale outside (0, 1], a
+// count of 0, a mode above 3, a weight that is not finite, an empty or
+// inverted rectangle.
+void check_request(const CropRequest& request);
+
+}  // namespace smartCrop::host
+
+#endif  // SMARTCROP_HOST_CROP_REQUEST_H

@@ -1,0 +1,101 @@
+#include "host/face_detector_setup.h"
+
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+#include "SmartCrop.h"
+#include "host/analysed_image.h"
+#include "host/image_decoding.h"
+
+namespace smartCrop::host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// The library's resolution of a listed name, repeated here because a host
+// sees only the public interface.
+fs::path resolve(const std::string& token, const std::string& folder) {
+    if (std::ifstream(token, std::ios::binary)) return token;
+    const size_t slash = token.find_last_of('/');
+    std::string stem = slash == std::string::npos ? token : token.substr(slash + 1);
+    const size_t dot = stem.find_last_of('.');
+    if (dot != std::string::npos) stem = stem.substr(0, dot);
+    return folder + "/" + stem;
+}
+
+bool inside(const fs::path& file, const fs::path& folder) {
+    const fs::path relative = file.lexically_relative(folder);
+    return !relative.empty() && *relative.begin() != ".." && relative.is_relative();
+}
+
+void probe_detection() {
+    const uint32_t side = 64;
+    std::vector<uint8_t> pixels(side * side * 4, 128);
+    const uint64_t offsets[4] = {0, 1, 2, 3};
+    Counted<IImage> image(CreateImageObj(side, side, 4, offsets, pixels.data()));
+    if (!image) throw HostError("out of memory");
+    SmartCropParams params;
+    params.detectFaces = true;
+    Counted<ISmartCrop> crop(CreateSmartCropObj(image.get(), &params));
+    if (!crop) throw HostError("out of memory");
+    SelectionParams selection;
+    SuggestionParams query;
+    query.useFaces = true;
+    ICropRects* out = nullptr;
+    if (crop->GetSuggestions(&out, &selection, &query) != eSuccess)
+        throw HostError(std::string("the networks do not load: ") + crop->GetLastErrorText());
+    out->Release();
+}
+
+}  // namespace
+
+std::string installed_face_detector(const std::string& executable,
+                                    const std::string& relativeToBinary) {
+    std::error_code ec;
+    const fs::path config = fs::path(executable).parent_path() / relativeToBinary;
+    return fs::is_regular_file(config, ec) ? config.lexically_normal().string() : "";
+}
+
+void use_face_detector(const std::string& configPath) {
+    const std::string where = "the face detector configuration " + configPath;
+    std::error_code ec;
+    if (!fs::is_regular_file(configPath, ec)) throw HostError(where + " is not a readable file");
+    std::ifstream config(configPath);
+    if (!config) throw HostError(where + " is not a readable file");
+    const size_t slash = configPath.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : configPath.substr(0, slash);
+    const fs::path home = fs::weakly_canonical(folder, ec);
+    int stages = 0;
+    for (std::string token; config >> token;) {
+        if (token[0] == '#') {
+            std::getline(config, token);
+            continue;
+        }
+        int patch = 0;
+        float threshold = 0;
+        if (!(config >> patch >> threshold))
+            throw HostError(where + " is damaged after \"" + token + "\"");
+        const fs::path model = resolve(token, folder);
+        const fs::path real = fs::weakly_canonical(model, ec);
+        if (ec || !inside(real, home))
+            throw HostError(where + " names " + token + ", which is " + real.string() +
+                            ", outside the configuration's folder");
+        if (!fs::is_regular_file(real, ec) || !std::ifstream(real, std::ios::binary))
+            throw HostError(where + " names " + token + ", but " + model.string() +
+                            " is not a readable file");
+        ++stages;
+    }
+    if (stages < 3 || stages > 5)
+        throw HostError(where + " lists " + std::to_string(stages) +
+                        " networks; a detector has 3 to 5");
+    SetFaceDetectorConfigDir(configPath.c_str());
+    try {
+        probe_detection();
+    } catch (const HostError& e) {
+        throw HostError(where + ": " + e.what());
+    }
+}
+
+}  // namespace smartCrop::host

@@ -1,0 +1,117 @@
+// TIFF, BMP and the portable formats through OpenCV's codecs. OpenCV reads no
+// header without decoding, so the size comes from our own reading first.
+#include <opencv2/imgcodecs.hpp>
+
+#include <cctype>
+#include <cstring>
+#include <string>
+
+#include "host/codecs.h"
+#include "host/tiff_directory.h"
+
+namespace smartCrop::host {
+
+namespace {
+
+HeaderSize bmp_size(const std::vector<uint8_t>& b) {
+    if (b.size() < 26) throw HostError("the BMP file is truncated");
+    auto u16 = [&](size_t at) -> uint32_t { return b[at] | b[at + 1] << 8; };
+    auto i32 = [&](size_t at) -> int64_t {
+        return static_cast<int32_t>(u16(at) | u16(at + 2) << 16);
+    };
+    if (u16(14) == 12) return {u16(18), u16(20)};  // the old OS/2 header
+    const int64_t height = i32(22);                // negative: stored top down
+    return {static_cast<uint64_t>(std::max<int64_t>(i32(18), 0)),
+            static_cast<uint64_t>(height < 0 ? -height : height)};
+}
+
+// P1 to P6: magic, width, height, with comments; P7: WIDTH and HEIGHT lines.
+HeaderSize pnm_size(const std::vector<uint8_t>& b) {
+    size_t p = 2;
+    const size_t end = std::min<size_t>(b.size(), 4096);
+    auto token = [&]() {
+        std::string t;
+        while (p < end) {
+            if (b[p] == '#') {
+                while (p < end && b[p] != '\n') ++p;
+            } else if (std::isspace(b[p])) {
+                if (!t.empty()) break;
+                ++p;
+            } else {
+                t += static_cast<char>(b[p++]);
+            }
+        }
+        return t;
+    };
+    auto number = [&](const std::string& t) -> uint64_t {
+        if (t.empty() || t.size() > 10 || t.find_first_not_of("0123456789") != std::string::npos)
+            throw HostError("the PNM header is damaged");
+        return std::stoull(t);
+    };
+    HeaderSize size;
+    if (b[1] == '7') {
+        for (std::string t = token(); !t.empty() && t != "ENDHDR"; t = token()) {
+            if (t == "WIDTH") size.width = number(token());
+            if (t == "HEIGHT") size.height = number(token());
+        }
+        return size;
+    }
+    size.width = number(token());
+    size.height = number(token());
+    return size;
+}
+
+HeaderSize tiff_size(const std::vector<uint8_t>& b) {
+    uint32_t width = 0, height = 0;
+    if (!first_directory_value(b.data(), b.size(), 256, width) ||
+        !first_directory_value(b.data(), b.size(), 257, height))
+        throw HostError("the TIFF header is damaged");
+    return {width, height};
+}
+
+}  // namespace
+
+RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
+                       const DecodeOptions& options, SizeCheck check) {
+    const HeaderSize size = format == ImageFormat::Bmp   ? bmp_size(bytes)
+                            : format == ImageFormat::Pnm ? pnm_size(bytes)
+                                                         : tiff_size(bytes);
+    check(size, options);
+    RawDecode out;
+    uint32_t orientation = 1;
+    if (format == ImageFormat::Tiff &&
+        first_directory_value(bytes.data(), bytes.size(), 0x0112, orientation) &&
+        orientation >= 1 && orientation <= 8)
+        out.orientation = static_cast<int>(orientation);
+    cv::Mat bgr;
+    try {
+        bgr = cv::imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
+    } catch (const cv::Exception&) {
+        bgr.release();
+    }
+    bytes = std::vector<uint8_t>();  // the file's bytes are no longer needed
+    if (bgr.empty())
+        throw HostError(std::string("the ") + format_name(format) + " data is damaged");
+    if (static_cast<uint64_t>(bgr.cols) != size.width ||
+        static_cast<uint64_t>(bgr.rows) != size.height)
+        throw HostError(std::string("the ") + format_name(format) +
+                        " file's size differs from its header");
+    DecodedImage& image = out.image;
+    image.format = format;
+    image.width = image.fullWidth = static_cast<uint32_t>(bgr.cols);
+    image.height = image.fullHeight = static_cast<uint32_t>(bgr.rows);
+    image.pixels.resize(size_t{image.width} * image.height * 4);
+    for (int y = 0; y < bgr.rows; ++y) {
+        const uint8_t* in = bgr.ptr<uint8_t>(y);
+        uint8_t* o = &image.pixels[size_t{static_cast<uint32_t>(y)} * image.width * 4];
+        for (int x = 0; x < bgr.cols; ++x) {
+            o[4 * x] = 0;
+            o[4 * x + 1] = in[3 * x + 2];
+            o[4 * x + 2] = in[3 * x + 1];
+            o[4 * x + 3] = in[3 * x];
+        }
+    }
+    return out;
+}
+
+}  // namespace smartCrop::host
