@@ -30,8 +30,9 @@ std::string codec_text(tjhandle handle) {
 // The codec's words for damage, said as what it means for the file.
 [[noreturn]] void fail(tjhandle handle) {
     const std::string text = codec_text(handle);
-    if (text.find("Premature end") != std::string::npos)
-        throw HostError("the JPEG file is truncated");
+    // "Premature end of JPEG file", "... premature end of data segment"
+    if (text.find("remature end") != std::string::npos)
+        throw HostError("the JPEG file is truncated (" + text + ")");
     throw HostError("the JPEG data is damaged (" + text + ")");
 }
 
@@ -54,8 +55,10 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
                       SizeCheck check) {
     TjHandle tj(tjInitDecompress());
     int width = 0, height = 0, subsampling = 0, colourspace = 0;
+    // A warning here (stray bytes before a marker) still gives the size.
     if (tjDecompressHeader3(tj.handle, bytes.data(), static_cast<unsigned long>(bytes.size()),
-                            &width, &height, &subsampling, &colourspace) != 0) {
+                            &width, &height, &subsampling, &colourspace) != 0 &&
+        !(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING && width > 0)) {
         fail(tj.handle);
     }
     check({static_cast<uint64_t>(width), static_cast<uint64_t>(height)}, options);

@@ -1,6 +1,9 @@
 // The smartcrop program end to end, on files written by the test.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -127,6 +130,7 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
     const std::string truncated = (dir / "truncated.jpg").string();
     const std::string text = (dir / "text.png").string();
     const std::string thin = (dir / "thin.png").string();
+    const std::string gif = (dir / "anim.gif").string();
     std::ofstream(empty).close();
     {
         std::ifstream in(jpeg, std::ios::binary);
@@ -134,32 +138,148 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
         std::ofstream(truncated, std::ios::binary) << bytes.substr(0, bytes.size() / 2);
     }
     std::ofstream(text) << "not an image\n";
-    cv::imwrite(thin, cv::Mat(5000, 1, CV_8UC3, cv::Scalar(9, 99, 199)));
+    std::ofstream(gif) << "GIF89a\x01\x00\x01\x00";
+    cv::imwrite(thin, cv::Mat(2000, 4, CV_8UC3, cv::Scalar(9, 99, 199)));
 
+    // (arguments, message); a run of a bad file also holds a good image, still answered.
     const std::pair<std::string, std::string> cases[] = {
-        {missing, "cannot open the file"},
-        {empty, "the file is empty"},
-        {truncated, "the JPEG file is truncated"},
-        {text, "cannot decode the image (unknown or damaged format)"},
-        {thin,
-         "code 1: SmartCrop: the image has no analysis: it is too thin (aspect ratio beyond "
-         "1:1280)"},
+        {missing, missing + ": cannot open the file"},
+        {empty, empty + ": the file is empty"},
+        {truncated, truncated + ": the JPEG file is truncated ("},
+        {text, text + ": not an image file of a supported format"},
+        {gif, gif + ": GIF images are not supported"},
+        {thin, thin + ": the image is too thin to crop: 4 x 2000 pixels"},
+        {"--max-pixels 1000 " + jpeg, jpeg + ": the image is 360 x 240 pixels, above the pixel "
+                                             "limit of 1000"},
+        {"--size 400x100 " + jpeg,
+         jpeg + ": the crop size 400 x 100 is larger than the image (360 x 240)"},
+        {"--roi required:300,10,400,20 " + jpeg,
+         jpeg + ": the required rectangle 300,10,400,20 does not lie inside the image"},
+        {"--aspect 100000:1 " + jpeg,
+         jpeg + ": no crop of the requested aspect ratios and scales fits the image (360 x 240)"},
     };
-    for (const auto& [file, message] : cases) {
-        const Outcome r = run(cli("--format table " + file + " " + png));
-        EXPECT_EQ(r.status, 1) << file;
-        EXPECT_NE(err().find("smartcrop: " + file + ": " + message + "\n"), std::string::npos)
-            << err();
-        EXPECT_NE(r.out.find("photo.png"), std::string::npos);  // the good image is still answered
+    for (const auto& [args, message] : cases) {
+        const Outcome r = run(cli("--format table " + args + " " + png));
+        EXPECT_EQ(r.status, 1) << args;
+        EXPECT_NE(err().find("smartcrop: " + message), std::string::npos) << err();
+        if (args[0] != '-') {
+            EXPECT_NE(r.out.find("photo.png"), std::string::npos) << args;
+        }
     }
     for (const std::string& args :
          {"--bogus " + png, std::string(), "--size 12 " + png, "--roi fancy:1,2,3,4 " + png,
-          "--mode 9 " + png, "--aspect 0:1 " + png}) {
+          "--mode 9 " + png, "--count 0 " + png, "--scales 1.5 " + png,
+          "--preview x.bmp " + png, "--aspect 0:1 " + png}) {
         const Outcome r = run(cli(args));
         EXPECT_EQ(r.status, 2) << args;
         EXPECT_NE(err().find("usage: smartcrop [options] IMAGE..."), std::string::npos) << args;
     }
     EXPECT_NE(err().find("smartcrop: bad aspect ratio: 0:1"), std::string::npos);
+}
+
+// A lone candidate's rank score is not a number: null in JSON, "-" in the table.
+TEST_F(SmartcropCli, ScoresThatAreNotNumbersAreShownAsSuch) {
+    Outcome r = json("--size 360x240 " + png, "[s[\"score\"] for s in d[0][\"suggestions\"]]");
+    ASSERT_EQ(r.status, 0) << err();
+    EXPECT_EQ(r.out, "[None]\n");
+    r = run(cli("--format table --size 360x240 " + png));
+    EXPECT_NE(r.out.find("     -  "), std::string::npos) << r.out;
+}
+
+// A file that claims 32000 x 32000 pixels in a few hundred bytes is refused
+// from its header: the program's peak memory stays small (read from the
+// operating system for the child process).
+TEST_F(SmartcropCli, HeaderBombsAreRefusedWithinBoundedMemory) {
+    std::vector<uchar> bytes;
+    cv::imencode(".png", cv::Mat(8, 8, CV_8UC3, cv::Scalar::all(90)), bytes);
+    bytes[18] = bytes[22] = 0x7D;  // 32000 a side; the header's checksum no longer matches
+    bytes[19] = bytes[23] = 0x00;
+    const std::string bomb = (dir / "bomb.png").string();
+    std::ofstream(bomb, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                static_cast<std::streamsize>(bytes.size()));
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        dup2(null, 2);
+        execl(SMARTCROP_CLI, SMARTCROP_CLI, "--lenient", "--format", "json", bomb.c_str(),
+              static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    ASSERT_EQ(wait4(pid, &status, 0, &usage), pid);
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_LT(usage.ru_maxrss, 400 * 1024) << "KiB";  // decoding it would need 4 GB
+    Outcome r = run(cli("--lenient --format json " + bomb));
+    EXPECT_NE(err().find("the image is 32000 x 32000 pixels, above the pixel limit of 100000000"),
+              std::string::npos)
+        << err();
+}
+
+// Crops never replace or write through what is there; inputs of one name
+// from two folders get names of their own; a failed output exits 1.
+TEST_F(SmartcropCli, WrittenFilesNeverReplaceWhatIsThere) {
+    const fs::path crops = dir / "crops", other = dir / "other";
+    fs::create_directories(crops);
+    fs::create_directories(other);
+    cv::imwrite((other / "photo.png").string(), cv::Mat(200, 300, CV_8UC3, cv::Scalar(10, 200, 90)));
+    std::ofstream(dir / "victim") << "secret";
+    fs::create_symlink(dir / "victim", crops / "photo-2.png");
+    const std::string both = png + " " + (other / "photo.png").string();
+    Outcome r = run(cli("--format json --count 2 -j 2 --write-crops " + crops.string() + " " + both));
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(err().find("smartcrop: " + png + ": " + (crops / "photo-2.png").string() +
+                         " already exists (--overwrite replaces it)"),
+              std::string::npos)
+        << err();
+    EXPECT_FALSE(fs::exists(crops / "photo-1.png"));  // all of an image's crops or none
+    EXPECT_TRUE(fs::exists(crops / "photo~2-1.png"));
+    r = run(cli("--format json --count 2 --overwrite --write-crops " + crops.string() + " " + both));
+    EXPECT_EQ(r.status, 0) << err();
+    EXPECT_FALSE(fs::is_symlink(crops / "photo-2.png"));
+    EXPECT_EQ(cv::imread((crops / "photo~2-1.png").string()).at<cv::Vec3b>(0, 0),
+              cv::Vec3b(10, 200, 90));
+    std::ifstream victim(dir / "victim");
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(victim)), {}), "secret");
+
+    EXPECT_EQ(run(cli("--format json " + png + " >/dev/full")).status, 1);
+    EXPECT_NE(err().find("smartcrop: cannot write the output: "), std::string::npos);
+}
+
+// The detector comes from the installed (here: the build tree's) copy,
+// whatever the working folder holds, and a bad one is an error up front.
+TEST_F(SmartcropCli, FaceDetectorIsCheckedAndFoundWhereverRun) {
+    const std::string portrait = SMARTCROP_SOURCE_DIR "/tests/data/grace_hopper.jpg";
+    std::ofstream(dir / "mtcnn-onet") << "random bytes where a network would be";
+    Outcome r = run("cd " + dir.string() + " && " +
+                    cli("--faces --format json " + portrait) +
+                    " | python3 -c 'import json,sys; print(len(json.load(sys.stdin)[0][\"faces\"]))'");
+    EXPECT_EQ(r.out, "1\n") << err();
+
+    const fs::path models = dir / "models";
+    fs::create_directories(models);
+    for (const char* name : {"mtcnn-pnet", "mtcnn-rnet"})
+        fs::copy_file(fs::path(SMARTCROP_SOURCE_DIR "/data") / name, models / name);
+    std::ofstream(models / "mtcnn-onet") << "damaged";
+    std::ofstream(models / "good") << "mtcnn-pnet 12 0.6 mtcnn-rnet 24 0.7 mtcnn-onet 48 0.9\n";
+    std::ofstream(models / "escapes") << "mtcnn-pnet 12 0.6 /etc/passwd 24 0.7 ../x 48 0.9\n";
+    std::ofstream(models / "short") << "mtcnn-pnet 12 0.6\n";
+    const std::string cfg = models.string() + "/";
+    const std::pair<std::string, std::string> cases[] = {
+        {cfg + "none", "the face detector configuration " + cfg + "none is not a readable file"},
+        {cfg + "escapes", "the face detector configuration " + cfg +
+                              "escapes names /etc/passwd, which is /etc/passwd, outside the "
+                              "configuration's folder"},
+        {cfg + "short", "lists 1 networks; a detector has 3 to 5"},
+        {cfg + "good", "the networks do not load: SmartCrop: Error detecting faces"},
+    };
+    for (const auto& [config, message] : cases) {
+        r = run(cli("--faces --models " + config + " " + png));
+        EXPECT_EQ(r.status, 1) << config;
+        EXPECT_NE(err().find(message), std::string::npos) << err();
+        EXPECT_EQ(r.out, "") << "no image is answered with a broken detector";
+    }
 }
 
 }  // namespace
