@@ -85,7 +85,8 @@ void layer_test_base<Dtype>::size_output() {
     // An empty output would be counted as nothing while the matrix read from
     // it is sized from its other dimensions.
     const uint64_t count = checked_product(batch_size, y_size_1d());
-    if (count == 0) throw std::runtime_error("deepnet_construct_layer_test(): a layer's output is empty");
+    if (count == 0)
+        throw std::runtime_error("deepnet_construct_layer_test(): a layer's output is empty");
     size_buffer(y, count);
 }
 

@@ -169,7 +169,8 @@ CropAnswer AnalysedImage::suggest() const {
     }
 
     CropAnswer answer;
-    for (uint64_t i = 0; i < list->GetCount(); ++i) answer.crops.push_back(to_full(list->GetRects()[i]));
+    for (uint64_t i = 0; i < list->GetCount(); ++i)
+        answer.crops.push_back(to_full(list->GetRects()[i]));
     if (request.faces) {
         IRectsOfInterest* found = nullptr;
         if (crop->GetRectsOfInterest(&found) == eSuccess && found != nullptr) {

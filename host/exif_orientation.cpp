@@ -47,13 +47,32 @@ void apply_orientation(DecodedImage& image, int orientation) {
         for (size_t x = 0; x < outW; ++x) {
             size_t sx = x, sy = y;  // where the upright pixel (x, y) lies in the stored image
             switch (orientation) {
-                case 2: sx = W - 1 - x; break;
-                case 3: sx = W - 1 - x; sy = H - 1 - y; break;
-                case 4: sy = H - 1 - y; break;
-                case 5: sx = y; sy = x; break;
-                case 6: sx = y; sy = H - 1 - x; break;
-                case 7: sx = W - 1 - y; sy = H - 1 - x; break;
-                case 8: sx = W - 1 - y; sy = x; break;
+                case 2:
+                    sx = W - 1 - x;
+                    break;
+                case 3:
+                    sx = W - 1 - x;
+                    sy = H - 1 - y;
+                    break;
+                case 4:
+                    sy = H - 1 - y;
+                    break;
+                case 5:
+                    sx = y;
+                    sy = x;
+                    break;
+                case 6:
+                    sx = y;
+                    sy = H - 1 - x;
+                    break;
+                case 7:
+                    sx = W - 1 - y;
+                    sy = H - 1 - x;
+                    break;
+                case 8:
+                    sx = W - 1 - y;
+                    sy = x;
+                    break;
             }
             std::memcpy(&out[4 * (y * outW + x)], &in[4 * (sy * W + sx)], 4);
         }

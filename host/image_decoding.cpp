@@ -1,11 +1,11 @@
 #include "host/image_decoding.h"
 
+#include <sys/stat.h>
 #include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <limits>
 #include <string>
-#include <sys/stat.h>
 
 #include "host/codecs.h"
 #include "host/exif_orientation.h"
@@ -52,14 +52,22 @@ ImageFormat sniff_format(const uint8_t* b, size_t n) {
 
 const char* format_name(ImageFormat format) {
     switch (format) {
-        case ImageFormat::Jpeg: return "JPEG";
-        case ImageFormat::Png: return "PNG";
-        case ImageFormat::Webp: return "WebP";
-        case ImageFormat::Tiff: return "TIFF";
-        case ImageFormat::Bmp: return "BMP";
-        case ImageFormat::Pnm: return "PNM";
-        case ImageFormat::Gif: return "GIF";
-        case ImageFormat::Unknown: break;
+        case ImageFormat::Jpeg:
+            return "JPEG";
+        case ImageFormat::Png:
+            return "PNG";
+        case ImageFormat::Webp:
+            return "WebP";
+        case ImageFormat::Tiff:
+            return "TIFF";
+        case ImageFormat::Bmp:
+            return "BMP";
+        case ImageFormat::Pnm:
+            return "PNM";
+        case ImageFormat::Gif:
+            return "GIF";
+        case ImageFormat::Unknown:
+            break;
     }
     return "unknown";
 }
@@ -69,16 +77,26 @@ DecodedImage decode_image(std::vector<uint8_t> bytes, const DecodeOptions& optio
     const ImageFormat format = sniff_format(bytes.data(), bytes.size());
     RawDecode raw;
     switch (format) {
-        case ImageFormat::Jpeg: raw = decode_jpeg(bytes, options, check_size); break;
-        case ImageFormat::Png: raw = decode_png(bytes, options, check_size); break;
-        case ImageFormat::Webp: raw = decode_webp(bytes, options, check_size); break;
+        case ImageFormat::Jpeg:
+            raw = decode_jpeg(bytes, options, check_size);
+            break;
+        case ImageFormat::Png:
+            raw = decode_png(bytes, options, check_size);
+            break;
+        case ImageFormat::Webp:
+            raw = decode_webp(bytes, options, check_size);
+            break;
         case ImageFormat::Tiff:
         case ImageFormat::Bmp:
-        case ImageFormat::Pnm: raw = decode_other(bytes, format, options, check_size); break;
+        case ImageFormat::Pnm:
+            raw = decode_other(bytes, format, options, check_size);
+            break;
         case ImageFormat::Gif:
-            throw HostError("GIF images are not supported (JPEG, PNG, WebP, TIFF, BMP and PNM are)");
+            throw HostError(
+                "GIF images are not supported (JPEG, PNG, WebP, TIFF, BMP and PNM are)");
         case ImageFormat::Unknown:
-            throw HostError("not an image file of a supported format (JPEG, PNG, WebP, TIFF, BMP, PNM)");
+            throw HostError(
+                "not an image file of a supported format (JPEG, PNG, WebP, TIFF, BMP, PNM)");
     }
     bytes = std::vector<uint8_t>();
     apply_orientation(raw.image, raw.orientation);

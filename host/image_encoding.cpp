@@ -34,10 +34,14 @@ const char* extension_of(ImageFormat format) {
 std::vector<uint8_t> encode_image(ImageFormat format, const uint8_t* xrgb, uint32_t width,
                                   uint32_t height, size_t stride) {
     switch (format) {
-        case ImageFormat::Jpeg: return encode_jpeg(xrgb, width, height, stride, kQuality);
-        case ImageFormat::Png: return encode_png(xrgb, width, height, stride);
-        case ImageFormat::Webp: return encode_webp(xrgb, width, height, stride, kQuality);
-        default: break;
+        case ImageFormat::Jpeg:
+            return encode_jpeg(xrgb, width, height, stride, kQuality);
+        case ImageFormat::Png:
+            return encode_png(xrgb, width, height, stride);
+        case ImageFormat::Webp:
+            return encode_webp(xrgb, width, height, stride, kQuality);
+        default:
+            break;
     }
     throw HostError(std::string("cannot write ") + format_name(format) + " images");
 }

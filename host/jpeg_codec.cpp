@@ -41,7 +41,8 @@ void cmyk_to_xrgb(std::vector<uint8_t>& pixels) {
     for (size_t i = 0; i < pixels.size(); i += 4) {
         const int k = pixels[i + 3];
         uint8_t rgb[3];
-        for (int c = 0; c < 3; ++c) rgb[c] = static_cast<uint8_t>(k - ((255 - pixels[i + c]) * k >> 8));
+        for (int c = 0; c < 3; ++c)
+            rgb[c] = static_cast<uint8_t>(k - ((255 - pixels[i + c]) * k >> 8));
         pixels[i] = 0;
         pixels[i + 1] = rgb[0];
         pixels[i + 2] = rgb[1];
@@ -65,9 +66,8 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
 
     int factor = 1;
     if (options.reducedLongSide > 0) {
-        while (factor < 8 &&
-               static_cast<uint32_t>(std::max(width, height) / (factor * 2)) >=
-                   options.reducedLongSide)
+        while (factor < 8 && static_cast<uint32_t>(std::max(width, height) / (factor * 2)) >=
+                                 options.reducedLongSide)
             factor *= 2;
     }
     const tjscalingfactor scale{1, factor};
@@ -86,8 +86,7 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     const bool cmyk = colourspace == TJCS_CMYK || colourspace == TJCS_YCCK;
     if (tjDecompress2(tj.handle, bytes.data(), static_cast<unsigned long>(bytes.size()),
                       image.pixels.data(), static_cast<int>(image.width), 0,
-                      static_cast<int>(image.height), cmyk ? TJPF_CMYK : TJPF_XRGB,
-                      flags) != 0) {
+                      static_cast<int>(image.height), cmyk ? TJPF_CMYK : TJPF_XRGB, flags) != 0) {
         if (!(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING)) fail(tj.handle);
     }
     if (cmyk) cmyk_to_xrgb(image.pixels);

@@ -99,7 +99,8 @@ std::vector<uint8_t> encode_png(const uint8_t* xrgb, uint32_t width, uint32_t he
     }
     size_t size = 0;
     void* buffer = e == 0 ? spng_get_png_buffer(png.ctx, &size, &e) : nullptr;
-    if (buffer == nullptr) throw HostError(std::string("cannot encode the PNG (") + spng_strerror(e) + ")");
+    if (buffer == nullptr)
+        throw HostError(std::string("cannot encode the PNG (") + spng_strerror(e) + ")");
     std::vector<uint8_t> out(static_cast<uint8_t*>(buffer), static_cast<uint8_t*>(buffer) + size);
     std::free(buffer);
     return out;

@@ -75,8 +75,9 @@ void OutputGroup::stage(const std::string& path, const std::vector<uint8_t>& byt
 void OutputGroup::commit() {
     for (Staged& s : staged) {
         // rename replaces a link itself, never the file it points to.
-        const int error = overwrite ? (::rename(s.temporary.c_str(), s.path.c_str()) == 0 ? 0 : errno)
-                                    : place_new(s.temporary, s.path);
+        const int error = overwrite
+                              ? (::rename(s.temporary.c_str(), s.path.c_str()) == 0 ? 0 : errno)
+                              : place_new(s.temporary, s.path);
         if (error == 0) {
             s.placed = true;
             continue;
@@ -91,8 +92,7 @@ void OutputGroup::commit() {
     staged.clear();
 }
 
-void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes,
-                       bool overwrite) {
+void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes, bool overwrite) {
     OutputGroup group(overwrite);
     group.stage(path, bytes);
     group.commit();

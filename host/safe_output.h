@@ -44,8 +44,7 @@ private:
 };
 
 // A group of one.
-void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes,
-                       bool overwrite);
+void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes, bool overwrite);
 
 // Output names for a list of inputs: each input's file name without its
 // extension, unique over the list; a repeated one gets "~2", "~3", ... in the

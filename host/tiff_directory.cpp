@@ -14,11 +14,11 @@ bool first_directory_value(const uint8_t* data, size_t size, uint16_t tag, uint3
     };
     if (u16(2) != 42) return false;
     const size_t directory = u32(4);
-    if (directory > size - 2) return false;
+    if (directory + 2 > size) return false;
     const size_t count = u16(directory);
     for (size_t i = 0; i < count; ++i) {
         const size_t entry = directory + 2 + 12 * i;
-        if (entry > size - 12) return false;
+        if (entry + 12 > size) return false;
         if (u16(entry) != tag || u32(entry + 4) != 1) continue;
         const uint32_t type = u16(entry + 2);
         if (type == 3) {  // SHORT, left-justified in the value field

@@ -13,8 +13,7 @@ RawDecode decode_webp(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     if (status == VP8_STATUS_NOT_ENOUGH_DATA) throw HostError("the WebP file is truncated");
     if (status != VP8_STATUS_OK) throw HostError("the WebP data is damaged");
     if (features.has_animation) throw HostError("animated WebP images are not supported");
-    check({static_cast<uint64_t>(features.width), static_cast<uint64_t>(features.height)},
-          options);
+    check({static_cast<uint64_t>(features.width), static_cast<uint64_t>(features.height)}, options);
 
     RawDecode out;
     DecodedImage& image = out.image;
@@ -25,13 +24,14 @@ RawDecode decode_webp(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     const int stride = static_cast<int>(image.width * 4);
     // Alpha, red, green, blue: the first byte is the one the library ignores.
     if (!options.lenient) {
-        if (WebPDecodeARGBInto(bytes.data(), bytes.size(), image.pixels.data(),
-                               image.pixels.size(), stride) == nullptr)
+        if (WebPDecodeARGBInto(bytes.data(), bytes.size(), image.pixels.data(), image.pixels.size(),
+                               stride) == nullptr)
             throw HostError("the WebP data is damaged or truncated");
         return out;
     }
     // Lenient: the incremental decoder keeps the rows it got before the damage.
-    WebPIDecoder* decoder = WebPINewRGB(MODE_ARGB, image.pixels.data(), image.pixels.size(), stride);
+    WebPIDecoder* decoder =
+        WebPINewRGB(MODE_ARGB, image.pixels.data(), image.pixels.size(), stride);
     if (decoder == nullptr) throw HostError("out of memory for the WebP codec");
     const VP8StatusCode appended = WebPIAppend(decoder, bytes.data(), bytes.size());
     WebPIDelete(decoder);
@@ -53,9 +53,9 @@ std::vector<uint8_t> encode_webp(const uint8_t* xrgb, uint32_t width, uint32_t h
         }
     }
     uint8_t* buffer = nullptr;
-    const size_t size = WebPEncodeRGB(rgb.data(), static_cast<int>(width), static_cast<int>(height),
-                                      static_cast<int>(width * 3), static_cast<float>(quality),
-                                      &buffer);
+    const size_t size =
+        WebPEncodeRGB(rgb.data(), static_cast<int>(width), static_cast<int>(height),
+                      static_cast<int>(width * 3), static_cast<float>(quality), &buffer);
     if (size == 0) {
         WebPFree(buffer);
         throw HostError("cannot encode the WebP image (at most 16383 pixels a side)");

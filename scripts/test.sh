@@ -48,6 +48,8 @@ if { [ "$which" = all ] || [ "$which" = fuzz ]; } && command -v clang++ >/dev/nu
     [ "$name" = fuzz_replay_main ] && continue
     cmake --build build/fuzz -j "$jobs" --target "$name"
     corpus=$(mktemp -d)
+    # The decoders start from real photographs.
+    [ "$name" = fuzz_image_decoding ] && cp tests/data/*.jpg "$corpus"/
     echo "-- $name for ${seconds}s"
     status=0
     ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/$name" \

@@ -1,6 +1,8 @@
 // Arbitrary bytes as a detector: the first byte says how many of the next
 // bytes are the configuration text, the rest is the network file it may
-// name ("m"). The detector is built from them and run on a small image.
+// name ("m"). The detector is built from them and run on a small image
+// through a small pyramid (faces of a quarter of the image and up), so that
+// each input costs little and the target explores.
 #include <unistd.h>
 
 #include <filesystem>
@@ -27,7 +29,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         smartCrop::CasCNNModel model((dir / "config").string());
         cv::Mat image(30, 40, CV_8UC3, cv::Scalar(20, 200, 90));
         image(cv::Rect(10, 5, 15, 15)).setTo(cv::Scalar::all(255));
-        model.detect(image, smartCrop::get_detector_settings("afw"));
+        smartCrop::DetectionSettings settings = smartCrop::get_detector_settings("afw");
+        settings.long_side = 80;
+        settings.min_face_fraction = 0.25f;
+        settings.scale_count = 3;
+        model.detect(image, settings);
     } catch (const std::runtime_error&) {
     } catch (const std::length_error&) {
     } catch (const std::bad_alloc&) {

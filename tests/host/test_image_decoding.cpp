@@ -49,12 +49,42 @@ void expect_same(const DecodedImage& ours, const cv::Mat& reference) {
 
 // A JPEG with an EXIF block holding only the orientation.
 Bytes with_orientation(const Bytes& jpeg, uint16_t orientation) {
-    const uint8_t exif[] = {0xFF, 0xE1, 0, 34, 'E', 'x', 'i', 'f', 0, 0,
-                            'I', 'I', 42, 0, 8, 0, 0, 0,              // TIFF header, IFD at 8
-                            1, 0,                                     // one entry
-                            0x12, 0x01, 3, 0, 1, 0, 0, 0,             // 0x0112 SHORT x1
-                            static_cast<uint8_t>(orientation), 0, 0, 0,
-                            0, 0, 0, 0};                              // no next IFD
+    const uint8_t exif[] = {0xFF,
+                            0xE1,
+                            0,
+                            34,
+                            'E',
+                            'x',
+                            'i',
+                            'f',
+                            0,
+                            0,
+                            'I',
+                            'I',
+                            42,
+                            0,
+                            8,
+                            0,
+                            0,
+                            0,  // TIFF header, IFD at 8
+                            1,
+                            0,  // one entry
+                            0x12,
+                            0x01,
+                            3,
+                            0,
+                            1,
+                            0,
+                            0,
+                            0,  // 0x0112 SHORT x1
+                            static_cast<uint8_t>(orientation),
+                            0,
+                            0,
+                            0,
+                            0,
+                            0,
+                            0,
+                            0};  // no next IFD
     Bytes out(jpeg.begin(), jpeg.begin() + 2);
     out.insert(out.end(), std::begin(exif), std::end(exif));
     out.insert(out.end(), jpeg.begin() + 2, jpeg.end());

@@ -28,7 +28,8 @@ protected:
     void TearDown() override { fs::remove_all(dir); }
     std::vector<std::string> listing() const {
         std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(dir)) names.push_back(entry.path().filename());
+        for (const auto& entry : fs::directory_iterator(dir))
+            names.push_back(entry.path().filename());
         std::sort(names.begin(), names.end());
         return names;
     }
@@ -69,8 +70,7 @@ TEST_F(SafeOutput, AGroupLandsWholeOrNotAtAll) {
         group.stage((dir / "b-1.png").string(), bytes);
     }  // never committed: nothing left
     EXPECT_EQ(listing(), std::vector<std::string>{"a-2.png"});
-    EXPECT_THROW(write_file_safely((dir / "missing" / "x.png").string(), bytes, false),
-                 HostError);
+    EXPECT_THROW(write_file_safely((dir / "missing" / "x.png").string(), bytes, false), HostError);
 }
 
 TEST(UniqueStems, RepeatedNamesAreNumberedInOrder) {

@@ -168,8 +168,8 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
     }
     for (const std::string& args :
          {"--bogus " + png, std::string(), "--size 12 " + png, "--roi fancy:1,2,3,4 " + png,
-          "--mode 9 " + png, "--count 0 " + png, "--scales 1.5 " + png,
-          "--preview x.bmp " + png, "--aspect 0:1 " + png}) {
+          "--mode 9 " + png, "--count 0 " + png, "--scales 1.5 " + png, "--preview x.bmp " + png,
+          "--aspect 0:1 " + png}) {
         const Outcome r = run(cli(args));
         EXPECT_EQ(r.status, 2) << args;
         EXPECT_NE(err().find("usage: smartcrop [options] IMAGE..."), std::string::npos) << args;
@@ -195,8 +195,9 @@ TEST_F(SmartcropCli, HeaderBombsAreRefusedWithinBoundedMemory) {
     bytes[18] = bytes[22] = 0x7D;  // 32000 a side; the header's checksum no longer matches
     bytes[19] = bytes[23] = 0x00;
     const std::string bomb = (dir / "bomb.png").string();
-    std::ofstream(bomb, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(bomb, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
     const pid_t pid = fork();
     if (pid == 0) {
         const int null = open("/dev/null", O_WRONLY);
@@ -223,11 +224,13 @@ TEST_F(SmartcropCli, WrittenFilesNeverReplaceWhatIsThere) {
     const fs::path crops = dir / "crops", other = dir / "other";
     fs::create_directories(crops);
     fs::create_directories(other);
-    cv::imwrite((other / "photo.png").string(), cv::Mat(200, 300, CV_8UC3, cv::Scalar(10, 200, 90)));
+    cv::imwrite((other / "photo.png").string(),
+                cv::Mat(200, 300, CV_8UC3, cv::Scalar(10, 200, 90)));
     std::ofstream(dir / "victim") << "secret";
     fs::create_symlink(dir / "victim", crops / "photo-2.png");
     const std::string both = png + " " + (other / "photo.png").string();
-    Outcome r = run(cli("--format json --count 2 -j 2 --write-crops " + crops.string() + " " + both));
+    Outcome r =
+        run(cli("--format json --count 2 -j 2 --write-crops " + crops.string() + " " + both));
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(err().find("smartcrop: " + png + ": " + (crops / "photo-2.png").string() +
                          " already exists (--overwrite replaces it)"),
@@ -235,7 +238,8 @@ TEST_F(SmartcropCli, WrittenFilesNeverReplaceWhatIsThere) {
         << err();
     EXPECT_FALSE(fs::exists(crops / "photo-1.png"));  // all of an image's crops or none
     EXPECT_TRUE(fs::exists(crops / "photo~2-1.png"));
-    r = run(cli("--format json --count 2 --overwrite --write-crops " + crops.string() + " " + both));
+    r = run(
+        cli("--format json --count 2 --overwrite --write-crops " + crops.string() + " " + both));
     EXPECT_EQ(r.status, 0) << err();
     EXPECT_FALSE(fs::is_symlink(crops / "photo-2.png"));
     EXPECT_EQ(cv::imread((crops / "photo~2-1.png").string()).at<cv::Vec3b>(0, 0),
@@ -252,9 +256,9 @@ TEST_F(SmartcropCli, WrittenFilesNeverReplaceWhatIsThere) {
 TEST_F(SmartcropCli, FaceDetectorIsCheckedAndFoundWhereverRun) {
     const std::string portrait = SMARTCROP_SOURCE_DIR "/tests/data/grace_hopper.jpg";
     std::ofstream(dir / "mtcnn-onet") << "random bytes where a network would be";
-    Outcome r = run("cd " + dir.string() + " && " +
-                    cli("--faces --format json " + portrait) +
-                    " | python3 -c 'import json,sys; print(len(json.load(sys.stdin)[0][\"faces\"]))'");
+    Outcome r =
+        run("cd " + dir.string() + " && " + cli("--faces --format json " + portrait) +
+            " | python3 -c 'import json,sys; print(len(json.load(sys.stdin)[0][\"faces\"]))'");
     EXPECT_EQ(r.out, "1\n") << err();
 
     const fs::path models = dir / "models";

@@ -60,9 +60,9 @@ void write_crops(const host::AnalysedImage& image, const host::CropAnswer& answe
         const std::string path = (std::filesystem::path(dir) /
                                   (stem + "-" + std::to_string(k + 1) + host::extension_of(format)))
                                      .string();
-        group.stage(path, host::encode_image(format, at, static_cast<uint32_t>(c.right - c.left + 1),
-                                             static_cast<uint32_t>(c.bottom - c.top + 1),
-                                             image.stride()));
+        group.stage(
+            path, host::encode_image(format, at, static_cast<uint32_t>(c.right - c.left + 1),
+                                     static_cast<uint32_t>(c.bottom - c.top + 1), image.stride()));
     }
     group.commit();
 }
@@ -82,7 +82,8 @@ Result process(const cli::Options& o, size_t index, const std::string& stem) {
         result.height = image.full_height();
         result.analysed = true;
         try {
-            if (!o.cropsDir.empty()) write_crops(image, result.answer, o.cropsDir, stem, o.overwrite);
+            if (!o.cropsDir.empty())
+                write_crops(image, result.answer, o.cropsDir, stem, o.overwrite);
             if (!o.preview.empty()) {
                 host::write_file_safely(
                     with_index(o.preview, index, o.images.size()),

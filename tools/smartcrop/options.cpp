@@ -148,7 +148,8 @@ Options parse(int argc, char** argv) {
             o.formatGiven = true;
         } else if (arg == "--preview") {
             o.preview = value();
-            if (smartCrop::host::format_for_name(o.preview) == smartCrop::host::ImageFormat::Unknown)
+            if (smartCrop::host::format_for_name(o.preview) ==
+                smartCrop::host::ImageFormat::Unknown)
                 throw UsageError("--preview names a .jpg, .png or .webp file: " + o.preview);
         } else if (arg == "--write-crops") {
             o.cropsDir = value();

@@ -19,8 +19,8 @@ const cv::Scalar kBlack(0, 0, 0, 0), kFace(0, 255, 60, 60), kFirst(0, 255, 230, 
 std::vector<uint8_t> draw_preview(const smartCrop::host::AnalysedImage& image,
                                   const smartCrop::host::CropAnswer& answer,
                                   smartCrop::host::ImageFormat format) {
-    const cv::Mat pixels(static_cast<int>(image.height()), static_cast<int>(image.width()),
-                         CV_8UC4, const_cast<uint8_t*>(image.pixels()), image.stride());
+    const cv::Mat pixels(static_cast<int>(image.height()), static_cast<int>(image.width()), CV_8UC4,
+                         const_cast<uint8_t*>(image.pixels()), image.stride());
     const double shrink = std::min(1.0, 1024.0 / std::max(pixels.cols, pixels.rows));
     cv::Mat preview;
     cv::resize(pixels, preview, cv::Size(), shrink, shrink, cv::INTER_AREA);
@@ -43,8 +43,10 @@ std::vector<uint8_t> draw_preview(const smartCrop::host::AnalysedImage& image,
         const std::string label = std::to_string(k + 1);
         const cv::Point at(r.x + 8, r.y + (first ? 34 : 26));
         const double fontScale = first ? 1.1 : 0.8;
-        cv::putText(preview, label, at, cv::FONT_HERSHEY_SIMPLEX, fontScale, kBlack, 5, cv::LINE_AA);
-        cv::putText(preview, label, at, cv::FONT_HERSHEY_SIMPLEX, fontScale, colour, 2, cv::LINE_AA);
+        cv::putText(preview, label, at, cv::FONT_HERSHEY_SIMPLEX, fontScale, kBlack, 5,
+                    cv::LINE_AA);
+        cv::putText(preview, label, at, cv::FONT_HERSHEY_SIMPLEX, fontScale, colour, 2,
+                    cv::LINE_AA);
     }
     return smartCrop::host::encode_image(format, preview.data, static_cast<uint32_t>(preview.cols),
                                          static_cast<uint32_t>(preview.rows), preview.step);
