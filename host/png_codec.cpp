@@ -76,6 +76,9 @@ std::vector<uint8_t> encode_png(const uint8_t* xrgb, uint32_t width, uint32_t he
                                 size_t stride) {
     SpngContext png(SPNG_CTX_ENCODER);
     spng_set_option(png.ctx, SPNG_ENCODE_TO_BUFFER, 1);
+    // Crops of large photographs: the default level took half a minute per
+    // 100-megapixel crop for files a few percent smaller.
+    spng_set_option(png.ctx, SPNG_IMG_COMPRESSION_LEVEL, 1);
     spng_ihdr ihdr{};
     ihdr.width = width;
     ihdr.height = height;
