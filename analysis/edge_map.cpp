@@ -1,10 +1,10 @@
-#include "edge_map.h"
+#include "analysis/edge_map.h"
 
 #include <algorithm>
 #include <memory>
 #include <opencv2/imgproc.hpp>
 
-#include "vector_math.h"
+#include "analysis/vector_math.h"
 
 namespace smartCrop {
 

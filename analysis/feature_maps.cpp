@@ -1,13 +1,13 @@
-#include "feature_maps.h"
+#include "analysis/feature_maps.h"
 
 #include <algorithm>
 #include <opencv2/core.hpp>
 #include <stdexcept>
 
-#include "edge_map.h"
-#include "frame_contrast.h"
-#include "mbd_saliency.h"
-#include "plane_image.h"
+#include "analysis/edge_map.h"
+#include "analysis/frame_contrast.h"
+#include "saliency/mbd_saliency.h"
+#include "analysis/plane_image.h"
 
 namespace smartCrop {
 

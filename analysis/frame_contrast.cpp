@@ -1,4 +1,4 @@
-#include "frame_contrast.h"
+#include "analysis/frame_contrast.h"
 
 #include <cblas.h>
 #include <lapacke.h>
@@ -7,7 +7,7 @@
 #include <cmath>
 #include <vector>
 
-#include "vector_math.h"
+#include "analysis/vector_math.h"
 
 namespace smartCrop {
 

@@ -4,7 +4,7 @@
 #ifndef SMARTCROP_ANALYSIS_FRAME_CONTRAST_H
 #define SMARTCROP_ANALYSIS_FRAME_CONTRAST_H
 
-#include "plane_image.h"
+#include "analysis/plane_image.h"
 
 namespace smartCrop {
 

@@ -1,11 +1,11 @@
-#include "plane_image.h"
+#include "analysis/plane_image.h"
 
 #include <cblas.h>
 
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 
-#include "vector_math.h"
+#include "analysis/vector_math.h"
 
 namespace smartCrop {
 

@@ -1,4 +1,4 @@
-#include "vector_math.h"
+#include "analysis/vector_math.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -4,10 +4,13 @@
 #include <malloc.h>
 
 #include "SmartCrop.h"
-#include "analysis_maps.h"
+#include "analysis/map_morphology.h"
+#include "analysis/map_thresholds.h"
+#include "analysis/pixel_resize.h"
+#include "analysis/summed_area_table.h"
 #include "bench_images.h"
-#include "crop_analyzer.h"
-#include "feature_maps.h"
+#include "source/CropAnalyzer.h"
+#include "analysis/feature_maps.h"
 
 namespace {
 
@@ -79,7 +82,7 @@ void BM_GradientMap(benchmark::State& state) {
     const std::vector<uint8_t> pixels = bench::photo_like(640, 427);
     work.data.assign(pixels.begin(), pixels.end());
     smartCrop::FloatMap gradient;
-    for (auto _ : state) smartCrop::analysis_stages::gradient_map(work, gradient);
+    for (auto _ : state) smartCrop::gradient_map(work, gradient);
 }
 BENCHMARK(BM_GradientMap)->Unit(benchmark::kMillisecond);
 

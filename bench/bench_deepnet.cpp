@@ -5,7 +5,7 @@
 #include <opencv2/core.hpp>
 #include <random>
 
-#include "forward_pass.h"
+#include "deepnet/forward_pass.h"
 #include "network_writer.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include "SmartCrop.h"
 #include "bench_images.h"
-#include "cascade_model.h"
+#include "faces/cascade_model.h"
 
 constexpr const char* kDetector = SMARTCROP_SOURCE_DIR "/data/ovex3";
 

@@ -4,9 +4,9 @@
 #include <opencv2/core.hpp>
 
 #include "bench_images.h"
-#include "frame_contrast.h"
-#include "mbd_saliency.h"
-#include "plane_image.h"
+#include "analysis/frame_contrast.h"
+#include "saliency/mbd_saliency.h"
+#include "analysis/plane_image.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "convolution_core.h"
+#include "deepnet/convolution_core.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "deepnet_model.h"
+#include "deepnet/deepnet_model.h"
 
 #include <fstream>
 #include <stdexcept>

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "layer_models.h"
-#include "layer_tests.h"
+#include "deepnet/layer_models.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 

@@ -1,4 +1,4 @@
-#include "forward_pass.h"
+#include "deepnet/forward_pass.h"
 
 #include <algorithm>
 #include <cstring>

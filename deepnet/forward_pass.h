@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "deepnet_model.h"
-#include "matrix.h"
+#include "deepnet/deepnet_model.h"
+#include "deepnet/matrix.h"
 
 namespace deepnet {
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <limits>
 
-#include "layer_tests.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 

@@ -1,4 +1,4 @@
-#include "layer_models.h"
+#include "deepnet/layer_models.h"
 
 #include <algorithm>
 #include <cstring>

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "layer_models.h"
+#include "deepnet/layer_models.h"
 
 namespace deepnet {
 

@@ -1,4 +1,4 @@
-#include "matrix.h"
+#include "deepnet/matrix.h"
 
 #include <iostream>
 #include <limits>

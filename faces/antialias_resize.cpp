@@ -1,4 +1,4 @@
-#include "antialias_resize.h"
+#include "faces/antialias_resize.h"
 
 #include <cmath>
 #include <iostream>

@@ -1,4 +1,4 @@
-#include "cascade_model.h"
+#include "faces/cascade_model.h"
 
 #include <cmath>
 #include <fstream>

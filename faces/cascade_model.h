@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "deepnet_model.h"
-#include "detector_settings.h"
-#include "face_boxes.h"
+#include "deepnet/deepnet_model.h"
+#include "faces/detector_settings.h"
+#include "faces/face_boxes.h"
 
 namespace smartCrop {
 

@@ -1,4 +1,4 @@
-#include "detector_settings.h"
+#include "faces/detector_settings.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "face_boxes.h"
+#include "faces/face_boxes.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "face_config_path.h"
+#include "faces/face_config_path.h"
 
 #include <mutex>
 

@@ -1,4 +1,4 @@
-#include "mbd_saliency.h"
+#include "saliency/mbd_saliency.h"
 
 #include <algorithm>
 #include <cmath>

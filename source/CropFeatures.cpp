@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "CropGeometry.h"
-#include "PoolGrid.h"
-#include "ScoreModel.h"
-#include "crop_analyzer.h"
+#include "source/CropGeometry.h"
+#include "source/PoolGrid.h"
+#include "source/ScoreModel.h"
+#include "source/CropAnalyzer.h"
 
 namespace smartCrop {
 
@@ -17,29 +17,17 @@ constexpr double kTwoTenths = static_cast<double>(0.2f);
 
 }  // namespace
 
-CropAnalyzer::WorkRect CropAnalyzer::work_rect(const CropRect& crop) const {
-    const float s = workScale;
-    const float lastRow = static_cast<float>(workHeight - 1);
-    const float lastCol = static_cast<float>(workWidth - 1);
-    // Clamped on both sides: every reading stays inside the tables even for a
-    // rectangle that reaches outside the image.
-    return {static_cast<int>(std::min(lastRow, std::max(0.0f, crop.top * s))),
-            static_cast<int>(std::min(lastCol, std::max(0.0f, crop.left * s))),
-            static_cast<int>(std::max(0.0f, std::min(lastRow, crop.bottom * s))),
-            static_cast<int>(std::max(0.0f, std::min(lastCol, crop.right * s)))};
-}
-
 void CropAnalyzer::compute_features(CropRect& crop) {
     if (crop.analysed) return;
-    const auto [r0, c0, r1, c1] = work_rect(crop);
+    const auto [r0, c0, r1, c1] = maps.work_rect(crop);
 
-    const double shareMask = region_sum(saliencyMaskIntegral, r0, r1, c0, c1) / saliencyMaskTotal;
-    const double shareContrast = region_sum(contrastIntegral, r0, r1, c0, c1) / contrastTotal;
-    const double shareGradient = region_sum(gradientIntegral, r0, r1, c0, c1) / gradientTotal;
+    const double shareMask = region_sum(maps.saliencyMaskIntegral, r0, r1, c0, c1) / maps.saliencyMaskTotal;
+    const double shareContrast = region_sum(maps.contrastIntegral, r0, r1, c0, c1) / maps.contrastTotal;
+    const double shareGradient = region_sum(maps.gradientIntegral, r0, r1, c0, c1) / maps.gradientTotal;
     crop.coverageScore = static_cast<float>(shareContrast * kFourTenths + shareMask * kTwoTenths +
                                             shareGradient * kFourTenths);
     crop.peakShare =
-        static_cast<float>(region_sum(contrastPeakIntegral, r0, r1, c0, c1) / contrastPeakTotal);
+        static_cast<float>(region_sum(maps.contrastPeakIntegral, r0, r1, c0, c1) / maps.contrastPeakTotal);
 
     const float m = 0.66999996f;  // 1 - 0.33 in single precision
     const float mr = static_cast<float>(r0 + r1) * 0.5f * m;
@@ -48,14 +36,14 @@ void CropAnalyzer::compute_features(CropRect& crop) {
     const int cr1 = static_cast<int>(static_cast<float>(r1) * 0.33f + mr + 0.5f);
     const int cc0 = static_cast<int>(static_cast<float>(c0) * 0.33f + mc + 0.5f);
     const int cc1 = static_cast<int>(static_cast<float>(c1) * 0.33f + mc + 0.5f);
-    crop.centreShare = static_cast<float>(region_sum(contrastPeakIntegral, cr0, cr1, cc0, cc1) /
-                                          contrastPeakTotal);
+    crop.centreShare = static_cast<float>(region_sum(maps.contrastPeakIntegral, cr0, cr1, cc0, cc1) /
+                                          maps.contrastPeakTotal);
 
     crop.borderScore =
         static_cast<float>(std::exp(-static_cast<double>(border_cost(r0, c0, r1, c1)) / 10.0));
 
     float* x = scoringScratch.get();
-    pool_model_features(saliencyIntegral, edgeIntegral, r0, c0, r1, c1, x);
+    pool_model_features(maps.saliencyIntegral, maps.edgeIntegral, r0, c0, r1, c1, x);
     crop.aestheticScore = aesthetic_score(x);
 
     crop.analysed = true;
@@ -63,16 +51,16 @@ void CropAnalyzer::compute_features(CropRect& crop) {
 }
 
 float CropAnalyzer::border_cost(int r0, int c0, int r1, int c1) const {
-    const int band = std::max(1, static_cast<int>(borderStripWidth * 0.5));
-    const int H = workHeight, W = workWidth;
+    const int band = std::max(1, static_cast<int>(maps.borderStripWidth * 0.5));
+    const int H = maps.workHeight, W = maps.workWidth;
     auto inside = [&](int first, int last, int limit) { return first >= 0 && last <= limit - 1; };
     auto term = [&](int k, int rowFirst, int rowLast, int colFirst, int colLast) {
         float value = 1e10f;
         if (inside(rowFirst, rowLast, H) && inside(colFirst, colLast, W)) {
             value = static_cast<float>(
-                region_sum(borderIntegrals[k], rowFirst, rowLast, colFirst, colLast) / band);
+                region_sum(maps.borderIntegrals[k], rowFirst, rowLast, colFirst, colLast) / band);
         }
-        return value * borderInverseMeans[k];
+        return value * maps.borderInverseMeans[k];
     };
     const float T = term(0, r0, r0 + band - 1, c0, c1);
     const float B = term(1, r1 - band + 1, r1, c0, c1);
@@ -86,7 +74,7 @@ float CropAnalyzer::border_cost(int r0, int c0, int r1, int c1) const {
 float CropAnalyzer::roi_score(const CropRect& crop, const std::vector<RectOfInterest>& rects,
                               const RectOfInterest& bounds) const {
     if (rects.empty()) return 1.0f;
-    const float sw = static_cast<float>(sourceWidth), sh = static_cast<float>(sourceHeight);
+    const float sw = static_cast<float>(maps.sourceWidth), sh = static_cast<float>(maps.sourceHeight);
     float leftRoom = sw, rightRoom = sw, topRoom = sh, bottomRoom = sh;
     for (const RectOfInterest& e : rects) {
         leftRoom = std::min(leftRoom, static_cast<float>(e.left));
@@ -117,9 +105,9 @@ float CropAnalyzer::roi_score(const CropRect& crop, const std::vector<RectOfInte
         const double bx = (static_cast<double>(bounds.left) + bounds.right) * 0.5;
         const double by = (static_cast<double>(bounds.top) + bounds.bottom) * 0.5;
         const float dx =
-            static_cast<float>(bx / sourceWidth) - static_cast<float>((bx - crop.left) / cw);
+            static_cast<float>(bx / maps.sourceWidth) - static_cast<float>((bx - crop.left) / cw);
         const float dy =
-            static_cast<float>(by / sourceHeight) - static_cast<float>((by - crop.top) / ch);
+            static_cast<float>(by / maps.sourceHeight) - static_cast<float>((by - crop.top) / ch);
         const float sum = static_cast<float>(std::exp(-(dx * dx + dy * dy)) * 0.5 + headroom);
         placement = sum / 1.5f;
     }

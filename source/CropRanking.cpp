@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "CropGeometry.h"
-#include "crop_analyzer.h"
+#include "source/CropGeometry.h"
+#include "source/CropAnalyzer.h"
 
 namespace smartCrop {
 

@@ -1,4 +1,4 @@
-#include "ErrorFunnel.h"
+#include "source/ErrorFunnel.h"
 
 namespace smartCrop {
 

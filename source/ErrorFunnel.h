@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "CommonStructures.h"
-#include "WeftyException.h"
+#include "source/WeftyException.h"
 
 namespace smartCrop {
 

@@ -1,4 +1,4 @@
-#include "PoolGrid.h"
+#include "source/PoolGrid.h"
 
 #include <cmath>
 

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "analysis_maps.h"
+#include "analysis/summed_area_table.h"
 
 namespace smartCrop {
 

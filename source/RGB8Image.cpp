@@ -1,4 +1,4 @@
-#include "RGB8Image.h"
+#include "source/RGB8Image.h"
 
 #include <cstring>
 #include <limits>

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "RefCount.h"
+#include "source/RefCount.h"
 #include "SmartCrop.h"
 
 namespace smartCrop {

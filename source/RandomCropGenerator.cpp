@@ -1,11 +1,11 @@
-#include "RandomCropGenerator.h"
+#include "source/RandomCropGenerator.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
 
-#include "WeftyException.h"
+#include "source/WeftyException.h"
 
 namespace smartCrop {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "RefCount.h"
+#include "source/RefCount.h"
 #include "SmartCrop.h"
 
 namespace smartCrop {

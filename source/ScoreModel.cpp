@@ -1,10 +1,10 @@
-#include "ScoreModel.h"
+#include "source/ScoreModel.h"
 
 #include <cblas.h>
 
 #include <algorithm>
 
-#include "vector_math.h"
+#include "analysis/vector_math.h"
 
 namespace smartCrop {
 

@@ -1,4 +1,4 @@
-#include "SmartCropObject.h"
+#include "source/SmartCropObject.h"
 
 #include <algorithm>
 #include <array>
@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "ErrorFunnel.h"
-#include "RectLists.h"
-#include "sequential_opencv.h"
+#include "source/ErrorFunnel.h"
+#include "source/RectLists.h"
+#include "source/SequentialOpenCv.h"
 
 namespace smartCrop {
 
@@ -129,7 +129,7 @@ eErrorCode SmartCrop::Init(IImage* newImage, const SmartCropParams* newParams) {
             lastError = std::string("SmartCrop: the image could not be analysed: ") + e.what();
             throw eUnexpected;
         }
-        newAnalyzer->roiList = ownedRects;
+        newAnalyzer->set_rects(ownedRects);
         generator = std::move(newGenerator);
         analyzer = std::move(newAnalyzer);
     });
@@ -181,7 +181,7 @@ eErrorCode SmartCrop::GetRectsOfInterest(IRectsOfInterest** out) {
         RequireBuilt();
         if (out == nullptr) FailWith(lastError, "SmartCrop: out is null", eInvalidRequest);
         std::unique_ptr<CRectsOfInterest, ReleaseDeleter> list(new CRectsOfInterest);
-        list->Append(analyzer->roiList.begin(), analyzer->roiList.end());
+        list->Append(analyzer->rects().begin(), analyzer->rects().end());
         *out = list.release();
     });
 }
@@ -200,7 +200,7 @@ eErrorCode SmartCrop::AddRectOfInterest(const RectOfInterest* rect) {
         RequireBuilt();
         if (rect == nullptr) FailWith(lastError, "SmartCrop: rect is null", eInvalidRequest);
         CheckRect(*rect);
-        analyzer->roiList.push_back(*rect);
+        analyzer->add_rect(*rect);
     });
 }
 
@@ -309,8 +309,8 @@ eErrorCode SmartCrop::ScoreCrop(CropRect* crop) {
             FailWith(lastError, "SmartCrop: the crop rectangle is empty or inverted",
                      eInvalidRequest);
         }
-        if (crop->right < 0 || crop->bottom < 0 || crop->left >= analyzer->sourceWidth ||
-            crop->top >= analyzer->sourceHeight) {
+        if (crop->right < 0 || crop->bottom < 0 || crop->left >= analyzer->analysis().sourceWidth ||
+            crop->top >= analyzer->analysis().sourceHeight) {
             FailWith(lastError, "SmartCrop: the crop rectangle lies outside the image",
                      eInvalidRequest);
         }

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "RandomCropGenerator.h"
-#include "RefCount.h"
+#include "source/RandomCropGenerator.h"
+#include "source/RefCount.h"
 #include "SmartCrop.h"
-#include "crop_analyzer.h"
+#include "source/CropAnalyzer.h"
 
 namespace smartCrop {
 

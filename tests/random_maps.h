@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "analysis_maps.h"
+#include "analysis/summed_area_table.h"
 
 namespace test {
 

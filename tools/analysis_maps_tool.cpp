@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "RGB8Image.h"
-#include "crop_analyzer.h"
+#include "source/RGB8Image.h"
+#include "analysis/image_analysis.h"
 
 namespace {
 
@@ -47,7 +47,8 @@ int main(int argc, char** argv) {
     if (image == nullptr) return 1;
     int status = 0;
     try {
-        const smartCrop::CropAnalyzer a(*image, smartCrop::SmartCropParams(), {});
+        smartCrop::ImageAnalysis a;
+        smartCrop::analyze_image(*image, smartCrop::SmartCropParams(), {}, a);
         if (!a.has_maps()) throw std::runtime_error("the image is too thin to analyse");
         const std::string dir = argv[2];
         const std::pair<const smartCrop::FloatMap*, const char*> maps[] = {

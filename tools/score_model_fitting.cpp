@@ -11,11 +11,11 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "PoolGrid.h"
-#include "RGB8Image.h"
-#include "RandomCropGenerator.h"
-#include "ScoreModel.h"
-#include "crop_analyzer.h"
+#include "source/PoolGrid.h"
+#include "source/RGB8Image.h"
+#include "source/RandomCropGenerator.h"
+#include "source/ScoreModel.h"
+#include "analysis/image_analysis.h"
 
 namespace smartCrop::fitting {
 
@@ -27,18 +27,18 @@ using Vector = std::vector<double>;
 const double kAspects[] = {1.0, 4.0 / 3, 3.0 / 4, 3.0 / 2, 2.0 / 3, 16.0 / 9, 9.0 / 16};
 const double kScales[] = {1.0, 0.9, 0.8, 0.7, 0.6, 0.5};
 
-std::unique_ptr<CropAnalyzer> analyse(int width, int height, const uint8_t* pixels) {
+std::unique_ptr<ImageAnalysis> analyse(int width, int height, const uint8_t* pixels) {
     const uint64_t offsets[4] = {0, 1, 2, 3};
     std::unique_ptr<CRGB8Image, void (*)(CRGB8Image*)> image(
         CRGB8Image::Create(height, width, 4, offsets, pixels), [](CRGB8Image* p) { p->Release(); });
     if (!image) throw std::bad_alloc();
-    auto analyzer =
-        std::make_unique<CropAnalyzer>(*image, SmartCropParams(), std::vector<RectOfInterest>());
-    if (!analyzer->has_maps()) throw std::runtime_error("a photograph is too thin to analyse");
-    return analyzer;
+    auto analysis = std::make_unique<ImageAnalysis>();
+    analyze_image(*image, SmartCropParams(), {}, *analysis);
+    if (!analysis->has_maps()) throw std::runtime_error("a photograph is too thin to analyse");
+    return analysis;
 }
 
-Vector whole_frame(const CropAnalyzer& a) {
+Vector whole_frame(const ImageAnalysis& a) {
     float x[kN];
     pool_model_features(a.saliencyIntegral, a.edgeIntegral, 0, 0, a.workHeight - 1, a.workWidth - 1,
                         x);
@@ -48,7 +48,7 @@ Vector whole_frame(const CropAnalyzer& a) {
 // Calls `visit` with the pooled features of every candidate the library
 // generates for the photograph.
 template <class Visit>
-void for_each_candidate(const CropAnalyzer& a, Visit visit) {
+void for_each_candidate(const ImageAnalysis& a, Visit visit) {
     std::vector<RatioEntry> aspects, scales;
     for (double r : kAspects) aspects.push_back({r, true});
     for (double r : kScales) scales.push_back({r, true});
@@ -305,7 +305,7 @@ Tables fit(const std::vector<Photo>& photos, const Options& options, Report& rep
 std::string source_file(const Tables& t, const std::string& origin) {
     std::ostringstream out;
     out << "// " << origin << "\n// Do not edit: regenerate with tools/fit_score_model.\n";
-    out << "#include \"ScoreModel.h\"\n\nnamespace smartCrop {\n";
+    out << "#include \"source/ScoreModel.h\"\n\nnamespace smartCrop {\n";
     auto table = [&](const char* name, const std::vector<float>& values) {
         out << "\nconst float " << name << "[kPooledFeatureCount] = {\n";
         char text[32];

@@ -1,7 +1,7 @@
 // Data, fully connected, activation, the softmaxes and the logistic cost.
 #include <cmath>
 
-#include "layer_tests.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 

@@ -1,7 +1,7 @@
 // Concatenation and element-wise combination of several inputs.
 #include <iostream>
 
-#include "layer_tests.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 

@@ -1,6 +1,6 @@
 // Convolution, local (unshared) convolution and deconvolution.
-#include "convolution_core.h"
-#include "layer_tests.h"
+#include "deepnet/convolution_core.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "layer_tests.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 

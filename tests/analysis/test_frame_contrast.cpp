@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "frame_contrast.h"
+#include "analysis/frame_contrast.h"
 
 namespace smartCrop {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "plane_image.h"
+#include "analysis/plane_image.h"
 
 namespace smartCrop {
 namespace {

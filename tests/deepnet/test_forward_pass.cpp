@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "forward_pass.h"
+#include "deepnet/forward_pass.h"
 #include "network_writer.h"
 
 namespace deepnet {

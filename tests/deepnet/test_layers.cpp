@@ -5,7 +5,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "layer_tests.h"
+#include "deepnet/layer_tests.h"
 
 namespace deepnet {
 namespace {

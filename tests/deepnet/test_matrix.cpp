@@ -4,7 +4,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "matrix.h"
+#include "deepnet/matrix.h"
 
 namespace mp {
 namespace {

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <thread>
 
-#include "cascade_model.h"
+#include "faces/cascade_model.h"
 #include "synthetic_detector.h"
 
 namespace smartCrop {

@@ -1,7 +1,7 @@
 // Box merging, scaling and clipping.
 #include <gtest/gtest.h>
 
-#include "face_boxes.h"
+#include "faces/face_boxes.h"
 
 namespace smartCrop {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "CropGeometry.h"
+#include "source/CropGeometry.h"
 #include "SmartCrop.h"
 #include "face_requests.h"
 #include "synthetic_detector.h"

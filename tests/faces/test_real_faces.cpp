@@ -6,7 +6,7 @@
 
 #include <opencv2/imgcodecs.hpp>
 
-#include "CropGeometry.h"
+#include "source/CropGeometry.h"
 #include "SmartCrop.h"
 #include "face_requests.h"
 #include "test_images.h"

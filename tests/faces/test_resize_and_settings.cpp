@@ -5,8 +5,8 @@
 #include <iostream>
 #include <sstream>
 
-#include "antialias_resize.h"
-#include "cascade_model.h"
+#include "faces/antialias_resize.h"
+#include "faces/cascade_model.h"
 
 namespace smartCrop {
 namespace {

@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 #include <stdexcept>
 
-#include "forward_pass.h"
+#include "deepnet/forward_pass.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Networks of a few megabytes cover every path; larger ones only take time.

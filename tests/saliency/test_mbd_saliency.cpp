@@ -3,7 +3,7 @@
 
 #include <opencv2/imgproc.hpp>
 
-#include "mbd_saliency.h"
+#include "saliency/mbd_saliency.h"
 
 namespace smartCrop {
 namespace {

@@ -5,11 +5,11 @@
 #include <cstring>
 #include <random>
 
-#include "CropGeometry.h"
-#include "PoolGrid.h"
-#include "ScoreModel.h"
+#include "source/CropGeometry.h"
+#include "source/PoolGrid.h"
+#include "source/ScoreModel.h"
 #include "SmartCrop.h"
-#include "crop_analyzer.h"
+#include "source/CropAnalyzer.h"
 #include "random_maps.h"
 #include "test_images.h"
 

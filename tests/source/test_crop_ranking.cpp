@@ -3,8 +3,8 @@
 
 #include <cmath>
 
-#include "CropGeometry.h"
-#include "crop_analyzer.h"
+#include "source/CropGeometry.h"
+#include "source/CropAnalyzer.h"
 #include "test_images.h"
 
 namespace smartCrop {

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "ErrorFunnel.h"
+#include "source/ErrorFunnel.h"
 
 namespace {
 

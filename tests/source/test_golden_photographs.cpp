@@ -8,7 +8,7 @@
 #include <string>
 
 #include "SmartCrop.h"
-#include "crop_analyzer.h"
+#include "analysis/image_analysis.h"
 #include "test_images.h"
 
 namespace smartCrop {
@@ -60,7 +60,8 @@ TEST(GoldenPhotographs, TotalsAndTopSuggestions) {
         params.aspectRatioCount = 7;
         params.scaleRatios = scales;
         params.scaleRatioCount = 6;
-        const CropAnalyzer analysis(*image, params, {});
+        ImageAnalysis analysis;
+        analyze_image(*image, params, {}, analysis);
         const float totals[8] = {analysis.saliencyMaskTotal,     analysis.contrastTotal,
                                  analysis.gradientTotal,         analysis.contrastPeakTotal,
                                  analysis.borderInverseMeans[0], analysis.borderInverseMeans[1],

@@ -5,8 +5,8 @@
 #include <random>
 #include <string>
 
-#include "ErrorFunnel.h"
-#include "RandomCropGenerator.h"
+#include "source/ErrorFunnel.h"
+#include "source/RandomCropGenerator.h"
 
 namespace {
 

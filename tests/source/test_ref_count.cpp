@@ -1,7 +1,7 @@
 // Counting rules shared by every public object.
 #include <gtest/gtest.h>
 
-#include "RectLists.h"
+#include "source/RectLists.h"
 #include "SmartCrop.h"
 
 namespace {

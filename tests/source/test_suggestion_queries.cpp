@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-#include "CropGeometry.h"
+#include "source/CropGeometry.h"
 #include "SmartCrop.h"
 #include "test_images.h"
 

@@ -11,8 +11,8 @@
 #include <opencv2/imgproc.hpp>
 #include <random>
 
-#include "deepnet_model.h"
-#include "forward_pass.h"
+#include "deepnet/deepnet_model.h"
+#include "deepnet/forward_pass.h"
 #include "mtcnn_conversion.h"
 #include "tflite_graph.h"
 

@@ -5,38 +5,41 @@
 #include <sstream>
 
 #include "SmartCrop.h"
-#include "crop_analyzer.h"
+#include "analysis/image_analysis.h"
+#include "analysis/summed_area_table.h"
 #include "test_images.h"
 
 namespace smartCrop {
 namespace {
 
-std::unique_ptr<CropAnalyzer> analyse(const test::Image& image, const SmartCropParams& params = {},
-                                      const std::vector<RectOfInterest>& rects = {}) {
-    return std::make_unique<CropAnalyzer>(*image.get(), params, rects);
+std::unique_ptr<ImageAnalysis> analyse(const test::Image& image, const SmartCropParams& params = {},
+                                       const std::vector<RectOfInterest>& rects = {}) {
+    auto analysis = std::make_unique<ImageAnalysis>();
+    analyze_image(*image.get(), params, rects, *analysis);
+    return analysis;
 }
 
 double share(const DoubleMap& table, float total, int r0, int r1, int c0, int c1) {
     return region_sum(table, r0, r1, c0, c1) / total;
 }
 
-TEST(CropAnalyzer, WorkAndHighSizes) {
-    auto s = CropAnalyzer::sizes_for(640, 1);
+TEST(ImageAnalysis, WorkAndHighSizes) {
+    auto s = analysis_sizes(640, 1);
     EXPECT_EQ(s.workWidth, 640);
     EXPECT_EQ(s.workHeight, 1);
-    s = CropAnalyzer::sizes_for(1000, 1);
+    s = analysis_sizes(1000, 1);
     EXPECT_EQ(s.workWidth, 640);
     EXPECT_EQ(s.workHeight, 1);
-    s = CropAnalyzer::sizes_for(2000, 1);
+    s = analysis_sizes(2000, 1);
     EXPECT_EQ(s.workHeight, 0);
-    s = CropAnalyzer::sizes_for(100, 50);  // small sources are enlarged
+    s = analysis_sizes(100, 50);  // small sources are enlarged
     EXPECT_EQ(s.workWidth, 640);
     EXPECT_EQ(s.workHeight, 320);
     EXPECT_EQ(s.highWidth, 1024);
     EXPECT_EQ(s.highHeight, 512);
 }
 
-TEST(CropAnalyzer, ExtremeAspectLeavesNoMaps) {
+TEST(ImageAnalysis, ExtremeAspectLeavesNoMaps) {
     test::Image thin(2000, 1);
     std::ostringstream captured;
     std::streambuf* old = std::cerr.rdbuf(captured.rdbuf());
@@ -48,7 +51,7 @@ TEST(CropAnalyzer, ExtremeAspectLeavesNoMaps) {
     EXPECT_TRUE(analyzer->gradientIntegral.empty());
 }
 
-TEST(CropAnalyzer, TooThinForSaliencyFailsWithAText) {
+TEST(ImageAnalysis, TooThinForSaliencyFailsWithAText) {
     test::Image thin(1000, 1);  // work 640 by 1: the 300-pixel copy has no rows
     SmartCropParams params;
     ISmartCrop* crop = CreateSmartCropObj(thin.get(), &params);
@@ -60,7 +63,7 @@ TEST(CropAnalyzer, TooThinForSaliencyFailsWithAText) {
     crop->Release();
 }
 
-TEST(CropAnalyzer, BorderStripWidthAtSmallSizes) {
+TEST(ImageAnalysis, BorderStripWidthAtSmallSizes) {
     test::Image six(640, 6, [](int x, int y) { return test::Rgb{uint8_t(x), uint8_t(y * 40), 9}; });
     EXPECT_EQ(analyse(six)->borderStripWidth, 1);
     test::Image seven(640, 7, [](int x, int y) {
@@ -73,7 +76,7 @@ TEST(CropAnalyzer, BorderStripWidthAtSmallSizes) {
     EXPECT_EQ(analyse(twenty)->borderStripWidth, 3);
 }
 
-TEST(CropAnalyzer, ConstantImageHasFlooredTotalsAndNoNaN) {
+TEST(ImageAnalysis, ConstantImageHasFlooredTotalsAndNoNaN) {
     test::Image flat(320, 200, [](int, int) { return test::Rgb{90, 120, 150}; });
     auto a = analyse(flat);
     ASSERT_TRUE(a->has_maps());
@@ -90,7 +93,7 @@ TEST(CropAnalyzer, ConstantImageHasFlooredTotalsAndNoNaN) {
     EXPECT_EQ(a->highImage.data[2], 150);
 }
 
-TEST(CropAnalyzer, ObjectHoldsMostOfTheMass) {
+TEST(ImageAnalysis, ObjectHoldsMostOfTheMass) {
     const int W = 960, H = 640;
     test::Image image(W, H, test::Image::Photo(W, H));
     auto a = analyse(image);
@@ -106,7 +109,7 @@ TEST(CropAnalyzer, ObjectHoldsMostOfTheMass) {
     EXPECT_GT(share(a->contrastPeakIntegral, a->contrastPeakTotal, r0, r1, c0, c1), 0.8);
 }
 
-TEST(CropAnalyzer, RectanglesPaintTheSaliencyMaps) {
+TEST(ImageAnalysis, RectanglesPaintTheSaliencyMaps) {
     const int W = 960, H = 640;
     test::Image image(W, H, test::Image::Photo(W, H));
     RectOfInterest rect;

@@ -1,4 +1,4 @@
-#include "sequential_opencv.h"
+#include "source/SequentialOpenCv.h"
 
 #include <mutex>
 #include <opencv2/core.hpp>

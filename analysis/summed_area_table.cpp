@@ -1,0 +1,59 @@
+#include "analysis/summed_area_table.h"
+
+
+namespace smartCrop {
+
+namespace {
+
+void table_first_row_and_column(const FloatMap& map, DoubleMap& table) {
+    const int R = map.rows, C = map.cols;
+    table.at(0, 0) = map.at(0, 0);
+    for (int c = 1; c < C; ++c) table.at(0, c) = table.at(0, c - 1) + map.at(0, c);
+    for (int r = 1; r < R; ++r) table.at(r, 0) = table.at(r - 1, 0) + map.at(r, 0);
+}
+
+}  // namespace
+
+void integral_image(const FloatMap& map, DoubleMap& table) {
+    const int R = map.rows, C = map.cols;
+    if (R == 0 || C == 0) return;
+    table_first_row_and_column(map, table);
+    for (int r = 1; r < R; ++r) {
+        const double* above = &table.at(r - 1, 0);
+        double* row = &table.at(r, 0);
+        const float* src = &map.at(r, 0);
+        for (int c = 1; c < C; ++c) row[c] = above[c] + row[c - 1] - above[c - 1] + src[c];
+    }
+}
+
+void integral_images(const FloatMap* const* maps, DoubleMap* const* tables, int count) {
+    constexpr int kMaxMaps = 16;
+    if (count <= 0) return;
+    if (count > kMaxMaps) {
+        integral_images(maps, tables, kMaxMaps);
+        integral_images(maps + kMaxMaps, tables + kMaxMaps, count - kMaxMaps);
+        return;
+    }
+    const int R = maps[0]->rows, C = maps[0]->cols;
+    if (R == 0 || C == 0) return;
+    for (int k = 0; k < count; ++k) {
+        table_first_row_and_column(*maps[k], *tables[k]);
+    }
+    const float* src[kMaxMaps];
+    double* row[kMaxMaps];
+    const double* above[kMaxMaps];
+    for (int r = 1; r < R; ++r) {
+        for (int k = 0; k < count; ++k) {
+            src[k] = &maps[k]->at(r, 0);
+            row[k] = &tables[k]->at(r, 0);
+            above[k] = &tables[k]->at(r - 1, 0);
+        }
+        for (int c = 1; c < C; ++c) {
+            for (int k = 0; k < count; ++k) {
+                row[k][c] = above[k][c] + row[k][c - 1] - above[k][c - 1] + src[k][c];
+            }
+        }
+    }
+}
+
+}  // namespace smartCrop

@@ -1,0 +1,64 @@
+#include "source/CropAnalyzer.h"
+
+#include <string>
+
+#include "faces/cascade_model.h"
+#include "faces/face_detector.h"
+#include "source/WeftyException.h"
+
+namespace smartCrop {
+
+CropAnalyzer::CropAnalyzer(IImage& image, const SmartCropParams& params,
+                           const std::vector<RectOfInterest>& rects)
+    : analysisParams(params), roiList(rects), scoringScratch(new float[kFeatureCount]()) {
+    // Only the scalars are read; the arrays belong to the caller's record.
+    analysisParams.aspectRatios = nullptr;
+    analysisParams.scaleRatios = nullptr;
+    analysisParams.rectsOfInterest = nullptr;
+    analyze_image(image, analysisParams, roiList, maps);
+}
+
+void CropAnalyzer::detect_faces() {
+    if (facesDone) return;
+    std::vector<FaceBox> faces;
+    try {
+        faces = find_faces(maps.highImage.data.data(), maps.highImage.width, maps.highImage.height);
+    } catch (const CasCNNModel::ModelNotFoundException& e) {
+        // The text must outlive the exception that carries it.
+        static thread_local std::string text;
+        text = e.what();
+        throw Wefty::exception(eModelMissing, text.c_str(), 16, "include/CommonStructures");
+    }
+    const float s = maps.highScale;
+    const float w = static_cast<float>(maps.sourceWidth - 1);
+    const float h = static_cast<float>(maps.sourceHeight - 1);
+    // Widened to 1.5 times the box about its centre, in the copy's integer
+    // pixels, then taken back to the source.
+    auto widen = [s](int32_t lo, int32_t hi) {
+        const float q = static_cast<float>(lo + hi) * 0.5f * 0.5f;
+        return std::pair<float, float>(
+            static_cast<float>(static_cast<int>(static_cast<float>(lo) * 1.5f - q + 0.5f)) / s,
+            static_cast<float>(static_cast<int>(static_cast<float>(hi) * 1.5f - q + 0.5f)) / s);
+    };
+    for (const FaceBox& f : faces) {
+        auto [left, right] = widen(f.x, f.x + f.width);
+        auto [top, bottom] = widen(f.y, f.y + f.height);
+        if (left < 0) left = 0;
+        if (top < 0) top = 0;
+        if (right > w) right = w;
+        if (bottom > h) bottom = h;
+        RectOfInterest r;
+        r.left = static_cast<int32_t>(left);
+        r.right = static_cast<int32_t>(right);
+        r.top = static_cast<int32_t>(top);
+        r.bottom = static_cast<int32_t>(bottom);
+        r.kind = eRoiWanted;
+        r.isFace = true;
+        r.active = true;
+        // A box the one-sided clamps leave inverted would be no rectangle at all.
+        if (r.left <= r.right && r.top <= r.bottom) roiList.push_back(r);
+    }
+    facesDone = true;
+}
+
+}  // namespace smartCrop

@@ -1,0 +1,75 @@
+// The per-image object of the crop engine: the image's analysis, the
+// rectangles of interest (the host's and, once asked for, the faces), and the
+// scoring, ranking and picking of candidates over them.
+#ifndef SMARTCROP_SOURCE_CROP_ANALYZER_H
+#define SMARTCROP_SOURCE_CROP_ANALYZER_H
+
+#include <array>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "CommonStructures.h"
+#include "SmartCrop.h"
+#include "analysis/image_analysis.h"
+#include "source/RandomCropGenerator.h"
+
+namespace smartCrop {
+
+class CropAnalyzer {
+public:
+    static constexpr int kFeatureCount = 304;
+
+    // Copies the parameters' scalars and the rectangles, then analyses the image.
+    CropAnalyzer(IImage& image, const SmartCropParams& params,
+                 const std::vector<RectOfInterest>& rects);
+
+    const ImageAnalysis& analysis() const { return maps; }
+    bool has_maps() const { return maps.has_maps(); }
+    const std::vector<RectOfInterest>& rects() const { return roiList; }
+    void add_rect(const RectOfInterest& rect) { roiList.push_back(rect); }
+    void set_rects(const std::vector<RectOfInterest>& rects) { roiList = rects; }
+
+    // The five features of a crop and its aesthetic score, once per record.
+    void compute_features(CropRect& crop);
+    // How much the crop's edges (work coordinates) run along contrast.
+    float border_cost(int r0, int c0, int r1, int c1) const;
+    // How well the crop treats the soft rectangles of interest `rects`,
+    // whose bounding rectangle is `bounds`.
+    float roi_score(const CropRect& crop, const std::vector<RectOfInterest>& rects,
+                    const RectOfInterest& bounds) const;
+
+    // Features of every record of the range and, at every query, roiScore
+    // against the soft rectangles that apply.
+    void score_candidates(bool useFaces, CropTable& table, uint32_t aspect, uint32_t scale);
+    // Drops the records that break a hard rectangle, ranks the rest and picks
+    // a diverse list of up to `count`.
+    std::vector<CropRect>& select_suggestions(uint32_t count, const CropTable& table, bool useFaces,
+                                              uint32_t mode, std::array<double, 6> weights,
+                                              uint32_t aspect, uint32_t scale);
+    std::vector<CropRect>& rank_candidates(uint32_t count, std::vector<CropRect>& candidates,
+                                           const std::array<double, 6>& weights);
+    // `order`: (score, index into candidates), best first.
+    std::vector<CropRect>& pick_diverse(std::vector<CropRect>& candidates,
+                                        const std::vector<std::pair<double, uint32_t>>& order,
+                                        uint32_t count, float overlapLimit, float keepFraction,
+                                        float reachFraction, uint32_t mode);
+    // The face step of queries: adds the faces of the high-resolution copy,
+    // widened, to the rectangles of interest, once.
+    void detect_faces();
+
+private:
+    ImageAnalysis maps;
+    SmartCropParams analysisParams;
+    std::vector<RectOfInterest> roiList;
+    std::vector<CropRect> suggestions;
+    std::unique_ptr<float[]> scoringScratch;
+    bool facesDone = false;
+};
+
+// Ranks of values by their order: log(k + 1) / log(n) for the k-th smallest.
+void log_rank(std::vector<std::pair<float, uint32_t>>& pairs, std::vector<float>& out);
+
+}  // namespace smartCrop
+
+#endif  // SMARTCROP_SOURCE_CROP_ANALYZER_H
