@@ -6,8 +6,8 @@
 
 #include "analysis/edge_map.h"
 #include "analysis/frame_contrast.h"
-#include "saliency/mbd_saliency.h"
 #include "analysis/plane_image.h"
+#include "saliency/mbd_saliency.h"
 
 namespace smartCrop {
 

@@ -80,9 +80,9 @@ void resize_sources(const uint8_t* pixels, ImageAnalysis& a) {
 void extract_maps(const SmartCropParams& params, const std::vector<RectOfInterest>& rects,
                   ImageAnalysis& a) {
     const int W = a.workWidth, H = a.workHeight;
-    for (FloatMap* m : {&a.saliencyMap, &a.edgeMap, &a.saliencyMask, &a.contrastMap,
-                        &a.contrastPeakMap, &a.borderMaps[0], &a.borderMaps[1], &a.borderMaps[2],
-                        &a.borderMaps[3]}) {
+    for (FloatMap* m :
+         {&a.saliencyMap, &a.edgeMap, &a.saliencyMask, &a.contrastMap, &a.contrastPeakMap,
+          &a.borderMaps[0], &a.borderMaps[1], &a.borderMaps[2], &a.borderMaps[3]}) {
         m->resize(H, W);
     }
     float* const outputs[7] = {a.saliencyMap.data.data(),   a.edgeMap.data.data(),

@@ -1,6 +1,5 @@
 #include "analysis/summed_area_table.h"
 
-
 namespace smartCrop {
 
 namespace {

@@ -4,13 +4,13 @@
 #include <malloc.h>
 
 #include "SmartCrop.h"
+#include "analysis/feature_maps.h"
 #include "analysis/map_morphology.h"
 #include "analysis/map_thresholds.h"
 #include "analysis/pixel_resize.h"
 #include "analysis/summed_area_table.h"
 #include "bench_images.h"
 #include "source/CropAnalyzer.h"
-#include "analysis/feature_maps.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 
 #include <opencv2/core.hpp>
 
-#include "bench_images.h"
 #include "analysis/frame_contrast.h"
-#include "saliency/mbd_saliency.h"
 #include "analysis/plane_image.h"
+#include "bench_images.h"
+#include "saliency/mbd_saliency.h"
 
 namespace {
 

@@ -79,7 +79,7 @@ public:
     void fprop_test(uint64_t batch, const layer_model_base& record) override;
     void allocate(const layer_model_base& record) override;
     std::vector<Dtype> scratch;  // counted against the buffer limit, left empty
-    std::vector<Dtype> unused;  // kept empty
+    std::vector<Dtype> unused;   // kept empty
 };
 
 template <class Dtype>

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
+#include "deepnet/forward_pass.h"
 #include "faces/antialias_resize.h"
 #include "faces/cascade_model.h"
-#include "deepnet/forward_pass.h"
 
 namespace smartCrop {
 

@@ -13,6 +13,8 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # clang only for the libFuzzer targets; they are skipped without it.
   clang libclang-rt-14-dev
+  # The format check of the test script.
+  clang-format git
 )
 
 missing=()

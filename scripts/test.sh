@@ -11,6 +11,15 @@ bash scripts/bootstrap.sh
 jobs=$(nproc)
 passed=0
 failed=0
+
+# The repository's format is part of the build: a file that differs fails.
+echo "== format"
+if ! git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run --Werror 2>&1 | head -n 20 | grep .; then
+  passed=$((passed + 1))
+else
+  echo "tests: $passed passed, 1 failed (clang-format: run clang-format -i on the files above)"
+  exit 1
+fi
 run_build() {
   local name=$1; shift
   echo "== $name build"

@@ -1,4 +1,5 @@
 #include "source/CropAnalyzer.h"
+#include "source/ScoreModel.h"
 
 #include <string>
 
@@ -10,7 +11,7 @@ namespace smartCrop {
 
 CropAnalyzer::CropAnalyzer(IImage& image, const SmartCropParams& params,
                            const std::vector<RectOfInterest>& rects)
-    : analysisParams(params), roiList(rects), scoringScratch(new float[kFeatureCount]()) {
+    : analysisParams(params), roiList(rects), scoringScratch(new float[kPooledFeatureCount]()) {
     // Only the scalars are read; the arrays belong to the caller's record.
     analysisParams.aspectRatios = nullptr;
     analysisParams.scaleRatios = nullptr;

@@ -18,8 +18,6 @@ namespace smartCrop {
 
 class CropAnalyzer {
 public:
-    static constexpr int kFeatureCount = 304;
-
     // Copies the parameters' scalars and the rectangles, then analyses the image.
     CropAnalyzer(IImage& image, const SmartCropParams& params,
                  const std::vector<RectOfInterest>& rects);

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "source/CropAnalyzer.h"
 #include "source/CropGeometry.h"
 #include "source/PoolGrid.h"
 #include "source/ScoreModel.h"
-#include "source/CropAnalyzer.h"
 
 namespace smartCrop {
 
@@ -21,13 +21,16 @@ void CropAnalyzer::compute_features(CropRect& crop) {
     if (crop.analysed) return;
     const auto [r0, c0, r1, c1] = maps.work_rect(crop);
 
-    const double shareMask = region_sum(maps.saliencyMaskIntegral, r0, r1, c0, c1) / maps.saliencyMaskTotal;
-    const double shareContrast = region_sum(maps.contrastIntegral, r0, r1, c0, c1) / maps.contrastTotal;
-    const double shareGradient = region_sum(maps.gradientIntegral, r0, r1, c0, c1) / maps.gradientTotal;
+    const double shareMask =
+        region_sum(maps.saliencyMaskIntegral, r0, r1, c0, c1) / maps.saliencyMaskTotal;
+    const double shareContrast =
+        region_sum(maps.contrastIntegral, r0, r1, c0, c1) / maps.contrastTotal;
+    const double shareGradient =
+        region_sum(maps.gradientIntegral, r0, r1, c0, c1) / maps.gradientTotal;
     crop.coverageScore = static_cast<float>(shareContrast * kFourTenths + shareMask * kTwoTenths +
                                             shareGradient * kFourTenths);
-    crop.peakShare =
-        static_cast<float>(region_sum(maps.contrastPeakIntegral, r0, r1, c0, c1) / maps.contrastPeakTotal);
+    crop.peakShare = static_cast<float>(region_sum(maps.contrastPeakIntegral, r0, r1, c0, c1) /
+                                        maps.contrastPeakTotal);
 
     const float m = 0.66999996f;  // 1 - 0.33 in single precision
     const float mr = static_cast<float>(r0 + r1) * 0.5f * m;
@@ -36,8 +39,8 @@ void CropAnalyzer::compute_features(CropRect& crop) {
     const int cr1 = static_cast<int>(static_cast<float>(r1) * 0.33f + mr + 0.5f);
     const int cc0 = static_cast<int>(static_cast<float>(c0) * 0.33f + mc + 0.5f);
     const int cc1 = static_cast<int>(static_cast<float>(c1) * 0.33f + mc + 0.5f);
-    crop.centreShare = static_cast<float>(region_sum(maps.contrastPeakIntegral, cr0, cr1, cc0, cc1) /
-                                          maps.contrastPeakTotal);
+    crop.centreShare = static_cast<float>(
+        region_sum(maps.contrastPeakIntegral, cr0, cr1, cc0, cc1) / maps.contrastPeakTotal);
 
     crop.borderScore =
         static_cast<float>(std::exp(-static_cast<double>(border_cost(r0, c0, r1, c1)) / 10.0));
@@ -74,7 +77,8 @@ float CropAnalyzer::border_cost(int r0, int c0, int r1, int c1) const {
 float CropAnalyzer::roi_score(const CropRect& crop, const std::vector<RectOfInterest>& rects,
                               const RectOfInterest& bounds) const {
     if (rects.empty()) return 1.0f;
-    const float sw = static_cast<float>(maps.sourceWidth), sh = static_cast<float>(maps.sourceHeight);
+    const float sw = static_cast<float>(maps.sourceWidth),
+                sh = static_cast<float>(maps.sourceHeight);
     float leftRoom = sw, rightRoom = sw, topRoom = sh, bottomRoom = sh;
     for (const RectOfInterest& e : rects) {
         leftRoom = std::min(leftRoom, static_cast<float>(e.left));

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "source/CropGeometry.h"
 #include "source/CropAnalyzer.h"
+#include "source/CropGeometry.h"
 
 namespace smartCrop {
 

@@ -1,9 +1,9 @@
 // The library's only exported symbols.
 #include "SmartCrop.h"
 
+#include "faces/face_config_path.h"
 #include "source/RGB8Image.h"
 #include "source/SmartCropObject.h"
-#include "faces/face_config_path.h"
 
 extern "C" {
 

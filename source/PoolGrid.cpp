@@ -4,9 +4,7 @@
 
 namespace smartCrop {
 
-namespace {
-
-float* pool_one(const DoubleMap& table, int L, int r0, int c0, int r1, int c1, float* out) {
+float* pool_cells(const DoubleMap& table, int L, int r0, int c0, int r1, int c1, float* out) {
     const float stepR = static_cast<float>(r1 - r0) / static_cast<float>(L);
     const float stepC = static_cast<float>(c1 - c0) / static_cast<float>(L);
     float fr = static_cast<float>(r0);
@@ -28,14 +26,6 @@ float* pool_one(const DoubleMap& table, int L, int r0, int c0, int r1, int c1, f
         rowStart = rowEnd;
     }
     return out;
-}
-
-}  // namespace
-
-void pool_grid(const DoubleMap& a, const std::vector<int>& gridsA, const DoubleMap& b,
-               const std::vector<int>& gridsB, int r0, int c0, int r1, int c1, float* out) {
-    for (int L : gridsA) out = pool_one(a, L, r0, c0, r1, c1, out);
-    for (int L : gridsB) out = pool_one(b, L, r0, c0, r1, c1, out);
 }
 
 }  // namespace smartCrop

@@ -3,22 +3,41 @@
 #ifndef SMARTCROP_SOURCE_POOLGRID_H
 #define SMARTCROP_SOURCE_POOLGRID_H
 
-#include <vector>
+#include <cstddef>
 
 #include "analysis/summed_area_table.h"
 
 namespace smartCrop {
 
-// For each grid size L of `gridsA` on table `a`, then of `gridsB` on `b`,
-// L x L cell means of the crop r0..r1, c0..c1 (work coordinates), row by
-// row into `out`. Neighbouring cells share their boundary line.
-void pool_grid(const DoubleMap& a, const std::vector<int>& gridsA, const DoubleMap& b,
-               const std::vector<int>& gridsB, int r0, int c0, int r1, int c1, float* out);
+// The L x L cell means of the crop r0..r1, c0..c1 (work coordinates) on one
+// table, row by row from `out`; returns the end. Neighbouring cells share
+// their boundary line.
+float* pool_cells(const DoubleMap& table, int L, int r0, int c0, int r1, int c1, float* out);
 
-// The feature vector of the model: saliency on 4 and 8, edges on 4, 8 and 12.
+// For each grid size of `gridsA` on table `a`, then of `gridsB` on `b`.
+template <size_t NA, size_t NB>
+void pool_grid(const DoubleMap& a, const int (&gridsA)[NA], const DoubleMap& b,
+               const int (&gridsB)[NB], int r0, int c0, int r1, int c1, float* out) {
+    for (int L : gridsA) out = pool_cells(a, L, r0, c0, r1, c1, out);
+    for (int L : gridsB) out = pool_cells(b, L, r0, c0, r1, c1, out);
+}
+
+// The grids of the aesthetic model: saliency on 4 and 8, edges on 4, 8 and 12.
+constexpr int kSaliencyGrids[] = {4, 8};
+constexpr int kEdgeGrids[] = {4, 8, 12};
+
+template <size_t N>
+constexpr int cell_count(const int (&grids)[N]) {
+    int n = 0;
+    for (int L : grids) n += L * L;
+    return n;
+}
+// The length of the model's feature vector, and of every table of the model.
+constexpr int kPooledFeatureCount = cell_count(kSaliencyGrids) + cell_count(kEdgeGrids);
+
 inline void pool_model_features(const DoubleMap& saliency, const DoubleMap& edges, int r0, int c0,
                                 int r1, int c1, float* out) {
-    pool_grid(saliency, {4, 8}, edges, {4, 8, 12}, r0, c0, r1, c1, out);
+    pool_grid(saliency, kSaliencyGrids, edges, kEdgeGrids, r0, c0, r1, c1, out);
 }
 
 }  // namespace smartCrop

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "source/RefCount.h"
 #include "SmartCrop.h"
+#include "source/RefCount.h"
 
 namespace smartCrop {
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "source/RefCount.h"
 #include "SmartCrop.h"
+#include "source/RefCount.h"
 
 namespace smartCrop {
 

@@ -129,6 +129,8 @@ eErrorCode SmartCrop::Init(IImage* newImage, const SmartCropParams* newParams) {
             lastError = std::string("SmartCrop: the image could not be analysed: ") + e.what();
             throw eUnexpected;
         }
+        // Not a slip: the analyser took the rectangles to paint its maps; Init
+        // then sets the list the queries read, the same rectangles.
         newAnalyzer->set_rects(ownedRects);
         generator = std::move(newGenerator);
         analyzer = std::move(newAnalyzer);
@@ -239,6 +241,8 @@ void SmartCrop::PrepareCandidates(const SuggestionParams& request, uint32_t& asp
         if (!aspects[aspectIndex].enabled) {
             FailWith(lastError, "SmartCrop: input aspect ratio is disabled", eInvalidRequest);
         }
+        // Not a slip: asked again after the check, as the query is defined;
+        // the cells are built by the first call, the second only finds them.
         generator->CropsForAspect(request.aspectRatio, aspectIndex);
     } else {
         generator->BuildAll();

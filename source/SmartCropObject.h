@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "source/RandomCropGenerator.h"
-#include "source/RefCount.h"
 #include "SmartCrop.h"
 #include "source/CropAnalyzer.h"
+#include "source/RandomCropGenerator.h"
+#include "source/RefCount.h"
 
 namespace smartCrop {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "source/RGB8Image.h"
 #include "analysis/image_analysis.h"
+#include "source/RGB8Image.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "analysis/image_analysis.h"
 #include "source/PoolGrid.h"
 #include "source/RGB8Image.h"
 #include "source/RandomCropGenerator.h"
 #include "source/ScoreModel.h"
-#include "analysis/image_analysis.h"
 
 namespace smartCrop::fitting {
 
@@ -307,7 +307,8 @@ std::string source_file(const Tables& t, const std::string& origin) {
     out << "// " << origin << "\n// Do not edit: regenerate with tools/fit_score_model.\n";
     out << "#include \"source/ScoreModel.h\"\n\nnamespace smartCrop {\n";
     auto table = [&](const char* name, const std::vector<float>& values) {
-        out << "\nconst float " << name << "[kPooledFeatureCount] = {\n";
+        // The length as written: a build whose pooled grids give another fails.
+        out << "\nconst float " << name << "[" << values.size() << "] = {\n";
         char text[32];
         for (size_t i = 0; i < values.size(); ++i) {
             std::snprintf(text, sizeof text, "%.9gf", values[i]);

@@ -5,11 +5,11 @@
 #include <cstring>
 #include <random>
 
+#include "analysis/edge_map.h"
 #include "analysis/map_morphology.h"
 #include "analysis/map_thresholds.h"
 #include "analysis/pixel_resize.h"
 #include "analysis/summed_area_table.h"
-#include "analysis/edge_map.h"
 #include "random_maps.h"
 
 namespace smartCrop {

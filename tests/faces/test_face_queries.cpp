@@ -4,9 +4,9 @@
 
 #include <filesystem>
 
-#include "source/CropGeometry.h"
 #include "SmartCrop.h"
 #include "face_requests.h"
+#include "source/CropGeometry.h"
 #include "synthetic_detector.h"
 #include "test_images.h"
 

@@ -6,9 +6,9 @@
 
 #include <opencv2/imgcodecs.hpp>
 
-#include "source/CropGeometry.h"
 #include "SmartCrop.h"
 #include "face_requests.h"
+#include "source/CropGeometry.h"
 #include "test_images.h"
 
 namespace smartCrop {
@@ -65,8 +65,8 @@ TEST(RealFaces, OnePortraitOneFaceAndTheSuggestionsHoldIt) {
     EXPECT_LT(w, 300);  // a face, widened 1.5 times; not the photograph
     EXPECT_EQ(faces[0].kind, eRoiWanted);
     // The face as the detector boxed it, before the widening: the crops hold it.
-    const RectOfInterest face{faces[0].left + w / 6, faces[0].right - w / 6,
-                              faces[0].top + h / 6, faces[0].bottom - h / 6};
+    const RectOfInterest face{faces[0].left + w / 6, faces[0].right - w / 6, faces[0].top + h / 6,
+                              faces[0].bottom - h / 6};
     EXPECT_EQ(covered_fraction(face, features), 1.0f);
     for (const CropRect& c : {square, tall}) {
         EXPECT_EQ(covered_fraction(c, face), 1.0f)

@@ -9,8 +9,8 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "faces/cascade_model.h"
 #include "deepnet/layer_tests.h"
+#include "faces/cascade_model.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0) return 0;

@@ -5,12 +5,12 @@
 #include <cstring>
 #include <random>
 
+#include "SmartCrop.h"
+#include "random_maps.h"
+#include "source/CropAnalyzer.h"
 #include "source/CropGeometry.h"
 #include "source/PoolGrid.h"
 #include "source/ScoreModel.h"
-#include "SmartCrop.h"
-#include "source/CropAnalyzer.h"
-#include "random_maps.h"
 #include "test_images.h"
 
 namespace smartCrop {

@@ -3,8 +3,8 @@
 
 #include <cmath>
 
-#include "source/CropGeometry.h"
 #include "source/CropAnalyzer.h"
+#include "source/CropGeometry.h"
 #include "test_images.h"
 
 namespace smartCrop {

@@ -1,8 +1,8 @@
 // Counting rules shared by every public object.
 #include <gtest/gtest.h>
 
-#include "source/RectLists.h"
 #include "SmartCrop.h"
+#include "source/RectLists.h"
 
 namespace {
 

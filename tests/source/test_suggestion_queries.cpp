@@ -4,8 +4,8 @@
 #include <cmath>
 #include <random>
 
-#include "source/CropGeometry.h"
 #include "SmartCrop.h"
+#include "source/CropGeometry.h"
 #include "test_images.h"
 
 namespace smartCrop {

@@ -104,7 +104,8 @@ Nd reduce_last(const Nd& x, bool max) {
     y.shape.back() = 1;
     for (size_t i = 0; i < outer; ++i) {
         float acc = max ? -INFINITY : 0.0f;
-        for (size_t k = 0; k < n; ++k) acc = max ? std::max(acc, x.v[i * n + k]) : acc + x.v[i * n + k];
+        for (size_t k = 0; k < n; ++k)
+            acc = max ? std::max(acc, x.v[i * n + k]) : acc + x.v[i * n + k];
         y.v[i] = acc;
     }
     return y;
@@ -121,13 +122,18 @@ std::vector<Nd> interpret(const Graph& g, const cv::Mat& rgb) {
     for (int x = 0; x < rgb.cols; ++x)
         for (int y = 0; y < rgb.rows; ++y)
             for (int c = 0; c < 3; ++c)
-                in.v[((size_t)x * rgb.rows + y) * 3 + c] = (rgb.at<cv::Vec3b>(y, x)[c] - 127.5f) / 128.0f;
+                in.v[((size_t)x * rgb.rows + y) * 3 + c] =
+                    (rgb.at<cv::Vec3b>(y, x)[c] - 127.5f) / 128.0f;
     for (const Operator& op : g.operators) {
         const Nd& a = t[op.inputs[0]];
         Nd& y = t[op.outputs[0]];
         switch (op.code) {
-            case kConv2d: y = conv_or_pool(op, a, &t[op.inputs[1]], &t[op.inputs[2]]); break;
-            case kMaxPool2d: y = conv_or_pool(op, a, nullptr, nullptr); break;
+            case kConv2d:
+                y = conv_or_pool(op, a, &t[op.inputs[1]], &t[op.inputs[2]]);
+                break;
+            case kMaxPool2d:
+                y = conv_or_pool(op, a, nullptr, nullptr);
+                break;
             case kFullyConnected: {
                 const Nd& w = t[op.inputs[1]];
                 const size_t O = w.shape[0], N = w.shape[1];
@@ -136,16 +142,36 @@ std::vector<Nd> interpret(const Graph& g, const cv::Mat& rgb) {
                     for (size_t n = 0; n < N; ++n) y.v[o] += w.v[o * N + n] * a.v[n];
                 break;
             }
-            case kRelu: y = broadcast(a, a, [](float p, float) { return p > 0 ? p : 0.0f; }); break;
-            case kNeg: y = broadcast(a, a, [](float p, float) { return -p; }); break;
-            case kExp: y = broadcast(a, a, [](float p, float) { return std::exp(p); }); break;
-            case kAdd: y = broadcast(a, t[op.inputs[1]], std::plus<float>()); break;
-            case kSub: y = broadcast(a, t[op.inputs[1]], std::minus<float>()); break;
-            case kMul: y = broadcast(a, t[op.inputs[1]], std::multiplies<float>()); break;
-            case kDiv: y = broadcast(a, t[op.inputs[1]], std::divides<float>()); break;
-            case kReduceMax: y = reduce_last(a, true); break;
-            case kSum: y = reduce_last(a, false); break;
-            default: ADD_FAILURE() << "operator " << op.code; return t;
+            case kRelu:
+                y = broadcast(a, a, [](float p, float) { return p > 0 ? p : 0.0f; });
+                break;
+            case kNeg:
+                y = broadcast(a, a, [](float p, float) { return -p; });
+                break;
+            case kExp:
+                y = broadcast(a, a, [](float p, float) { return std::exp(p); });
+                break;
+            case kAdd:
+                y = broadcast(a, t[op.inputs[1]], std::plus<float>());
+                break;
+            case kSub:
+                y = broadcast(a, t[op.inputs[1]], std::minus<float>());
+                break;
+            case kMul:
+                y = broadcast(a, t[op.inputs[1]], std::multiplies<float>());
+                break;
+            case kDiv:
+                y = broadcast(a, t[op.inputs[1]], std::divides<float>());
+                break;
+            case kReduceMax:
+                y = reduce_last(a, true);
+                break;
+            case kSum:
+                y = reduce_last(a, false);
+                break;
+            default:
+                ADD_FAILURE() << "operator " << op.code;
+                return t;
         }
     }
     return t;
@@ -156,14 +182,16 @@ const std::string kOriginals = SMARTCROP_SOURCE_DIR "/tests/data/mtcnn/";
 
 std::vector<uint8_t> file_bytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
 }
 
 // The tensor of a graph output by its last name component ("prob1", ...).
 const Nd& output(const Graph& g, const std::vector<Nd>& t, const std::string& suffix) {
     for (int32_t o : g.outputs) {
         const std::string& n = g.tensors[o].name;
-        if (n.size() >= suffix.size() && n.compare(n.size() - suffix.size(), suffix.size(), suffix) == 0)
+        if (n.size() >= suffix.size() &&
+            n.compare(n.size() - suffix.size(), suffix.size(), suffix) == 0)
             return t[o];
     }
     throw std::runtime_error("no output " + suffix);
@@ -223,7 +251,8 @@ TEST(FaceDetectorConversion, PatchNetworksMatchTheGraph) {
         const deepnet::DeepnetModel model(kData + converted);
         std::vector<float> seen;
         for (unsigned seed = 0; seed < 4; ++seed) {
-            const cv::Mat image = seed == 3 ? portrait(side, side, true) : random_image(side, side, seed);
+            const cv::Mat image =
+                seed == 3 ? portrait(side, side, true) : random_image(side, side, seed);
             const std::vector<Nd> t = interpret(g, image);
             mp::matrix y;
             deepnet::deepnet_compute_feature(model, y, image, "Y");
@@ -260,7 +289,8 @@ TEST(FaceDetectorConversion, RefiningNetworkGivesLandmarkPairsAndANeutralCorrect
 TEST(FaceDetectorConversion, ShippedFilesAreTheConvertersOutput) {
     using face_detector::StageOutput;
     for (const auto& [tflite, converted, kind] :
-         {std::tuple<std::string, std::string, StageOutput>{"pnet.tflite", "mtcnn-pnet", StageOutput::kProbability},
+         {std::tuple<std::string, std::string, StageOutput>{"pnet.tflite", "mtcnn-pnet",
+                                                            StageOutput::kProbability},
           {"rnet.tflite", "mtcnn-rnet", StageOutput::kProbability},
           {"onet.tflite", "mtcnn-onet", StageOutput::kProbability},
           {"onet.tflite", "mtcnn-onet-landmarks", StageOutput::kLandmarks}}) {
@@ -294,8 +324,9 @@ TEST(FaceDetectorConversion, DamagedOrForeignGraphsAreRefusedWithAReason) {
     } catch (const std::runtime_error& e) {
         EXPECT_STREQ(e.what(), "convert_stage: operator 1 is not supported here");
     }
-    EXPECT_THROW(face_detector::convert_stage(read_graph(whole), face_detector::StageOutput::kLandmarks),
-                 std::runtime_error);  // the scanning network has no landmarks
+    EXPECT_THROW(
+        face_detector::convert_stage(read_graph(whole), face_detector::StageOutput::kLandmarks),
+        std::runtime_error);  // the scanning network has no landmarks
 }
 
 }  // namespace

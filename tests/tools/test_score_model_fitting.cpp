@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "score_model_fitting.h"
+#include "source/PoolGrid.h"
 #include "test_images.h"
 
 namespace smartCrop::fitting {
@@ -54,7 +55,8 @@ TEST(ScoreModelFitting, FitsAndWritesTablesOfTheRightShape) {
     const std::string source = source_file(t, "made by a test");
     EXPECT_EQ(source.rfind("// made by a test\n", 0), 0u);
     for (const char* name : {"pooledMean", "pooledScale", "pooledWeight"}) {
-        const std::string head = std::string("const float ") + name + "[kPooledFeatureCount] = {";
+        const std::string head = std::string("const float ") + name + "[" +
+                                 std::to_string(smartCrop::kPooledFeatureCount) + "] = {";
         const size_t start = source.find(head);
         ASSERT_NE(start, std::string::npos) << name;
         const size_t end = source.find("};", start);

@@ -19,9 +19,10 @@ int main(int argc, char** argv) {
     const char* input = argv[argc - 2];
     const char* output = argv[argc - 1];
     try {
-        const std::vector<uint8_t> bytes = face_detector::convert_stage(
-            tflite_graph::read_graph_file(input), landmarks ? face_detector::StageOutput::kLandmarks
-                                                            : face_detector::StageOutput::kProbability);
+        const std::vector<uint8_t> bytes =
+            face_detector::convert_stage(tflite_graph::read_graph_file(input),
+                                         landmarks ? face_detector::StageOutput::kLandmarks
+                                                   : face_detector::StageOutput::kProbability);
         std::FILE* out = std::fopen(output, "wb");
         if (out == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), out) != bytes.size() ||
             std::fclose(out) != 0) {

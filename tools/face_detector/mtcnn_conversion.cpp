@@ -49,7 +49,8 @@ public:
         const std::set<size_t> needed = ops_leading_to(target);
         for (size_t i = 0; i < g.operators.size(); ++i) {
             if (needed.count(i) == 0) continue;
-            if (output == StageOutput::kLandmarks && op(i).outputs == std::vector<int32_t>{target}) {
+            if (output == StageOutput::kLandmarks &&
+                op(i).outputs == std::vector<int32_t>{target}) {
                 landmark_head(i);
                 return w.bytes();
             }
@@ -65,12 +66,14 @@ private:
         return g.tensors[static_cast<size_t>(index)];
     }
     static uint32_t dim(const Tensor& t, size_t axis) {
-        if (axis >= t.shape.size() || t.shape[axis] < 1) fail("tensor \"" + t.name + "\" has no size");
+        if (axis >= t.shape.size() || t.shape[axis] < 1)
+            fail("tensor \"" + t.name + "\" has no size");
         return static_cast<uint32_t>(t.shape[axis]);
     }
     const Mapped& source(int32_t index) const {
         const auto it = mapped.find(index);
-        if (it == mapped.end()) fail("tensor \"" + tensor(index).name + "\" is used before it is made");
+        if (it == mapped.end())
+            fail("tensor \"" + tensor(index).name + "\" is used before it is made");
         return it->second;
     }
     const Operator& op(size_t i) const { return g.operators[i]; }
@@ -93,7 +96,8 @@ private:
     int32_t probability_output() const {
         for (int32_t o : g.outputs)
             for (const Operator& p : g.operators)
-                if (p.code == tflite_graph::kDiv && p.outputs.size() == 1 && p.outputs[0] == o) return o;
+                if (p.code == tflite_graph::kDiv && p.outputs.size() == 1 && p.outputs[0] == o)
+                    return o;
         fail("no output ends in a softmax");
     }
 
@@ -103,7 +107,8 @@ private:
             const Tensor& t = tensor(o);
             if (t.shape == std::vector<int32_t>{1, 2 * kLandmarks})
                 for (const Operator& p : g.operators)
-                    if (p.code == tflite_graph::kFullyConnected && p.outputs == std::vector<int32_t>{o})
+                    if (p.code == tflite_graph::kFullyConnected &&
+                        p.outputs == std::vector<int32_t>{o})
                         return o;
         }
         fail("no output of five landmarks");
@@ -127,7 +132,8 @@ private:
     std::string name_for(int32_t index) {
         const std::string& full = tensor(index).name;
         const size_t a = full.find('/');
-        std::string base = a == std::string::npos ? full : full.substr(a + 1, full.find('/', a + 1) - a - 1);
+        std::string base =
+            a == std::string::npos ? full : full.substr(a + 1, full.find('/', a + 1) - a - 1);
         if (base.empty()) base = "layer";  // "data" and "Y" are taken from the start
         std::string name = base;
         for (int k = 2; !names.insert(name).second; ++k) name = base + "_" + std::to_string(k);
@@ -137,9 +143,11 @@ private:
     void check_shape(const Mapped& m, int32_t index) const {
         const Tensor& t = tensor(index);
         const bool flat = t.shape.size() == 2;
-        const uint32_t x = flat ? 1 : dim(t, 1), y = flat ? 1 : dim(t, 2), c = dim(t, t.shape.size() - 1);
+        const uint32_t x = flat ? 1 : dim(t, 1), y = flat ? 1 : dim(t, 2),
+                       c = dim(t, t.shape.size() - 1);
         if (m.x != x || m.y != y || m.c != c)
-            fail("the converted layer \"" + m.layer + "\" has another size than \"" + t.name + "\"");
+            fail("the converted layer \"" + m.layer + "\" has another size than \"" + t.name +
+                 "\"");
     }
 
     // Converts the operator at i, or the pattern that starts there; returns
@@ -177,16 +185,17 @@ private:
         uint32_t k0 = x.x, k1 = x.y, s0 = 1, s1 = 1;
         std::vector<float> ours(weights.size());
         if (o.code == tflite_graph::kConv2d) {
-            if (wt.shape.size() != 4 || dim(wt, 3) != x.c) fail("convolution weights of another shape");
-            if (o.dilation_h != 1 || o.dilation_w != 1) fail("dilated convolutions are not supported");
+            if (wt.shape.size() != 4 || dim(wt, 3) != x.c)
+                fail("convolution weights of another shape");
+            if (o.dilation_h != 1 || o.dilation_w != 1)
+                fail("dilated convolutions are not supported");
             k0 = dim(wt, 1);
             k1 = dim(wt, 2);
             if (o.padding != tflite_graph::kValid && (k0 != 1 || k1 != 1))
                 fail("SAME padding is supported for 1 x 1 convolutions only");
             s0 = static_cast<uint32_t>(o.stride_h);
             s1 = static_cast<uint32_t>(o.stride_w);
-        } else if (wt.shape.size() != 2 ||
-                   dim(wt, 1) != static_cast<uint64_t>(x.x) * x.y * x.c) {
+        } else if (wt.shape.size() != 2 || dim(wt, 1) != static_cast<uint64_t>(x.x) * x.y * x.c) {
             fail("fully connected weights of another shape");
         }
         // TFLite: [out][k0][k1][in], where a fully connected layer's input is
@@ -207,7 +216,8 @@ private:
         if (o.inputs.size() > 2 && in(i, 2) >= 0) biases = constant(in(i, 2));
         if (biases.size() != cout) fail("biases of another size");
 
-        if (x.x < k0 || x.y < k1 || s0 < 1 || s1 < 1) fail("a kernel larger than its input, or no stride");
+        if (x.x < k0 || x.y < k1 || s0 < 1 || s1 < 1)
+            fail("a kernel larger than its input, or no stride");
         Mapped y{name_for(out(i)), (x.x - k0) / s0 + 1, (x.y - k1) / s1 + 1, cout};
         w.conv(y.layer, x.layer, cout, cin, k0, k1, s0, s1, ours, biases);
         check_shape(y, out(i));
@@ -217,8 +227,8 @@ private:
     // SAME pooling as explicit padding. With the kernel as wide as the step,
     // s - 1 at the high end gives ceil(n / s) for every input size, which the
     // scanning network needs; otherwise the padding fits the stored size only.
-    static netwriter::Pads same_pads(uint32_t n0, uint32_t n1, uint32_t k0, uint32_t k1, uint32_t s0,
-                                     uint32_t s1) {
+    static netwriter::Pads same_pads(uint32_t n0, uint32_t n1, uint32_t k0, uint32_t k1,
+                                     uint32_t s0, uint32_t s1) {
         auto one = [](uint32_t n, uint32_t k, uint32_t s, uint32_t* low, uint32_t* high) {
             if (k == s) {
                 *low = 0;
@@ -240,8 +250,10 @@ private:
     void max_pool(size_t i) {
         const Operator& o = op(i);
         const Mapped& x = source(in(i, 0));
-        const uint32_t k0 = static_cast<uint32_t>(o.filter_h), k1 = static_cast<uint32_t>(o.filter_w);
-        const uint32_t s0 = static_cast<uint32_t>(o.stride_h), s1 = static_cast<uint32_t>(o.stride_w);
+        const uint32_t k0 = static_cast<uint32_t>(o.filter_h),
+                       k1 = static_cast<uint32_t>(o.filter_w);
+        const uint32_t s0 = static_cast<uint32_t>(o.stride_h),
+                       s1 = static_cast<uint32_t>(o.stride_w);
         if (k0 < 1 || k1 < 1 || s0 < 1 || s1 < 1) fail("a pooling without kernel or stride");
         netwriter::Pads pads;
         if (o.padding == tflite_graph::kSame) pads = same_pads(x.x, x.y, k0, k1, s0, s1);
@@ -263,12 +275,12 @@ private:
                              in(i + 2, 0) == out(i + 1) && in(i + 3, 0) == out(i + 2);
         if (!pattern) fail("a RELU outside the PReLU pattern");
         const Operator& mul = op(i + 4);
-        const int32_t alphaIndex = mul.inputs.size() == 2 && mul.inputs[1] == out(i + 3) ? mul.inputs[0]
-                                                                                          : in(i + 4, 1);
+        const int32_t alphaIndex =
+            mul.inputs.size() == 2 && mul.inputs[1] == out(i + 3) ? mul.inputs[0] : in(i + 4, 1);
         const Operator& add = op(i + 5);
-        const bool addsBoth = add.inputs.size() == 2 &&
-                              ((add.inputs[0] == out(i) && add.inputs[1] == out(i + 4)) ||
-                               (add.inputs[1] == out(i) && add.inputs[0] == out(i + 4)));
+        const bool addsBoth =
+            add.inputs.size() == 2 && ((add.inputs[0] == out(i) && add.inputs[1] == out(i + 4)) ||
+                                       (add.inputs[1] == out(i) && add.inputs[0] == out(i + 4)));
         if (!addsBoth) fail("a PReLU that does not add its two halves");
         const Mapped& src = source(x);
         const std::vector<float>& alpha = constant(alphaIndex);
@@ -292,9 +304,9 @@ private:
         const int32_t x = in(i, 0);
         const bool pattern = is(i + 1, tflite_graph::kSub) && is(i + 2, tflite_graph::kExp) &&
                              is(i + 3, tflite_graph::kSum) && is(i + 4, tflite_graph::kDiv) &&
-                             in(i + 1, 0) == x && in(i + 1, 1) == out(i) && in(i + 2, 0) == out(i + 1) &&
-                             in(i + 3, 0) == out(i + 2) && in(i + 4, 0) == out(i + 2) &&
-                             in(i + 4, 1) == out(i + 3);
+                             in(i + 1, 0) == x && in(i + 1, 1) == out(i) &&
+                             in(i + 2, 0) == out(i + 1) && in(i + 3, 0) == out(i + 2) &&
+                             in(i + 4, 0) == out(i + 2) && in(i + 4, 1) == out(i + 3);
         if (!pattern) fail("a REDUCE_MAX outside the softmax pattern");
         const size_t rank = tensor(x).shape.size();
         for (size_t k : {i, i + 3}) {
@@ -334,7 +346,8 @@ private:
             bias[k] = biases[row];
         }
         w.fc("Y", {x.layer}, {inputs}, 2 * kLandmarks, ours, bias);
-        w.fc("Y2", {x.layer}, {inputs}, 3, std::vector<float>(3 * inputs, 0.0f), {0.0f, 0.0f, 1.0f});
+        w.fc("Y2", {x.layer}, {inputs}, 3, std::vector<float>(3 * inputs, 0.0f),
+             {0.0f, 0.0f, 1.0f});
     }
 
     static constexpr int32_t kLandmarks = 5;

@@ -206,7 +206,8 @@ Graph read_graph(const std::vector<uint8_t>& bytes) {
                 fail("tensor \"" + tensor.name + "\" has a bad size");
         }
         if (tensor.constant() && tensor.floats.size() + tensor.ints.size() != elements)
-            fail("tensor \"" + tensor.name + "\" holds a different number of values than its shape");
+            fail("tensor \"" + tensor.name +
+                 "\" holds a different number of values than its shape");
         g.tensors.push_back(std::move(tensor));
     }
     g.inputs = sg.ints(1);
