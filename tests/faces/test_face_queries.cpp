@@ -1,5 +1,5 @@
 // Faces through the public interface. The detector is process-wide and built
-// once, as in a host; ctest runs every test in a process of its own.
+// once, as in a host: each test runs in a fresh process of its own.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -14,8 +14,6 @@ namespace smartCrop {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool detectorBuilt = false;  // within this process
 
 const cv::Rect kFace(60, 150, 90, 90);
 
@@ -53,62 +51,65 @@ struct FaceEngine {
 };
 
 TEST(FaceQueries, FacesCountOnceAndSteerTheSuggestions) {
-    const fs::path dir =
-        fs::temp_directory_path() / ("smartcrop-faceq-" + std::to_string(::getpid()));
-    SetFaceDetectorConfigDir(test::write_detector(dir, 4).c_str());
-    FaceEngine e;
-    std::vector<CropRect> withFaces;
-    ASSERT_EQ(e.Query(true, &withFaces), eSuccess);
-    detectorBuilt = true;
-    const std::vector<RectOfInterest> rects = e.Rects();
-    ASSERT_EQ(rects.size(), 2u);
-    EXPECT_EQ(rects[0].kind, eRoiForbidden);  // the host's rectangle first
-    const RectOfInterest& face = rects[1];
-    EXPECT_TRUE(face.isFace);
-    EXPECT_EQ(face.kind, eRoiWanted);
-    RectOfInterest square{kFace.x, kFace.x + kFace.width - 1, kFace.y, kFace.y + kFace.height - 1};
-    EXPECT_EQ(covered_fraction(face, square), 1.0f);  // enlarged around the face
-    // The detector frames the square at about 1.5 times, the facade enlarges 1.5 times more.
-    EXPECT_LT((face.right - face.left) * (face.bottom - face.top), 9 * kFace.area());
-    // The suggestions now hold the face.
-    ASSERT_FALSE(withFaces.empty());
-    EXPECT_EQ(covered_fraction(withFaces[0], square), 1.0f);
+    test::in_fresh_process([&] {
+        const fs::path dir =
+            fs::temp_directory_path() / ("smartcrop-faceq-" + std::to_string(::getpid()));
+        SetFaceDetectorConfigDir(test::write_detector(dir, 4).c_str());
+        FaceEngine e;
+        std::vector<CropRect> withFaces;
+        ASSERT_EQ(e.Query(true, &withFaces), eSuccess);
+        const std::vector<RectOfInterest> rects = e.Rects();
+        ASSERT_EQ(rects.size(), 2u);
+        EXPECT_EQ(rects[0].kind, eRoiForbidden);  // the host's rectangle first
+        const RectOfInterest& face = rects[1];
+        EXPECT_TRUE(face.isFace);
+        EXPECT_EQ(face.kind, eRoiWanted);
+        RectOfInterest square{kFace.x, kFace.x + kFace.width - 1, kFace.y,
+                              kFace.y + kFace.height - 1};
+        EXPECT_EQ(covered_fraction(face, square), 1.0f);  // enlarged around the face
+        // The detector frames the square at about 1.5 times, the facade enlarges 1.5 times more.
+        EXPECT_LT((face.right - face.left) * (face.bottom - face.top), 9 * kFace.area());
+        // The suggestions now hold the face.
+        ASSERT_FALSE(withFaces.empty());
+        EXPECT_EQ(covered_fraction(withFaces[0], square), 1.0f);
 
-    // A second query adds nothing; a query without faces ignores the face.
-    ASSERT_EQ(e.Query(true), eSuccess);
-    EXPECT_EQ(e.Rects().size(), 2u);
-    ICropRects* all = nullptr;
-    SuggestionParams request;
-    ASSERT_EQ(e.crop->GetAllCrops(&all, &request), eSuccess);
-    for (uint64_t i = 0; i < all->GetCount(); ++i) ASSERT_EQ(all->GetRects()[i].roiScore, 1.0);
-    all->Release();
+        // A second query adds nothing; a query without faces ignores the face.
+        ASSERT_EQ(e.Query(true), eSuccess);
+        EXPECT_EQ(e.Rects().size(), 2u);
+        ICropRects* all = nullptr;
+        SuggestionParams request;
+        ASSERT_EQ(e.crop->GetAllCrops(&all, &request), eSuccess);
+        for (uint64_t i = 0; i < all->GetCount(); ++i) ASSERT_EQ(all->GetRects()[i].roiScore, 1.0);
+        all->Release();
 
-    // The path is read once: a later one changes nothing.
-    SetFaceDetectorConfigDir((dir / "no-such-config").c_str());
-    FaceEngine later;
-    ASSERT_EQ(later.Query(true), eSuccess);
-    EXPECT_EQ(later.Rects().size(), 2u);
-    fs::remove_all(dir);
+        // The path is read once: a later one changes nothing.
+        SetFaceDetectorConfigDir((dir / "no-such-config").c_str());
+        FaceEngine later;
+        ASSERT_EQ(later.Query(true), eSuccess);
+        EXPECT_EQ(later.Rects().size(), 2u);
+        fs::remove_all(dir);
+    });
 }
 
 TEST(FaceQueries, AFailedDetectorAnswersOneAndIsTriedAgain) {
-    if (detectorBuilt) GTEST_SKIP() << "the process already has its detector";
-    const fs::path dir =
-        fs::temp_directory_path() / ("smartcrop-facef-" + std::to_string(::getpid()));
-    const std::string good = test::write_detector(dir, 4);
-    std::ofstream(dir / "broken") << "missing.net 12 0.5\nrescore.net 24 0.5\nrescore.net 24 0.6\n";
-    SetFaceDetectorConfigDir((dir / "broken").c_str());
-    FaceEngine e;
-    EXPECT_EQ(e.Query(true), eUnexpected);
-    EXPECT_STREQ(e.crop->GetLastErrorText(), "SmartCrop: Error detecting faces");
-    EXPECT_EQ(e.Rects().size(), 1u);
-    EXPECT_EQ(e.Query(false), eSuccess);  // the object stays usable
-    // The guard stays open: with a working configuration the next query finds the face.
-    SetFaceDetectorConfigDir(good.c_str());
-    EXPECT_EQ(e.Query(true), eSuccess);
-    detectorBuilt = true;
-    EXPECT_EQ(e.Rects().size(), 2u);
-    fs::remove_all(dir);
+    test::in_fresh_process([&] {
+        const fs::path dir =
+            fs::temp_directory_path() / ("smartcrop-facef-" + std::to_string(::getpid()));
+        const std::string good = test::write_detector(dir, 4);
+        std::ofstream(dir / "broken")
+            << "missing.net 12 0.5\nrescore.net 24 0.5\nrescore.net 24 0.6\n";
+        SetFaceDetectorConfigDir((dir / "broken").c_str());
+        FaceEngine e;
+        EXPECT_EQ(e.Query(true), eUnexpected);
+        EXPECT_STREQ(e.crop->GetLastErrorText(), "SmartCrop: Error detecting faces");
+        EXPECT_EQ(e.Rects().size(), 1u);
+        EXPECT_EQ(e.Query(false), eSuccess);  // the object stays usable
+        // The guard stays open: with a working configuration the next query finds the face.
+        SetFaceDetectorConfigDir(good.c_str());
+        EXPECT_EQ(e.Query(true), eSuccess);
+        EXPECT_EQ(e.Rects().size(), 2u);
+        fs::remove_all(dir);
+    });
 }
 
 }  // namespace

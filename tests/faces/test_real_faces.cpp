@@ -1,6 +1,6 @@
 // The shipped detector on real photographs, through the public interface.
-// The detector is process-wide and built once, as in a host; ctest runs every
-// test in a process of its own.
+// The detector is process-wide and built once, as in a host: each test runs
+// in a fresh process of its own.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -51,45 +51,49 @@ struct Photo {
 };
 
 TEST(RealFaces, OnePortraitOneFaceAndTheSuggestionsHoldIt) {
-    SetFaceDetectorConfigDir(SMARTCROP_SOURCE_DIR "/data/ovex3");
-    Photo hopper("grace_hopper.jpg");  // 341 x 400
-    ASSERT_NE(hopper.crop, nullptr);
-    const CropRect square = hopper.Best(1.0);
-    const CropRect tall = hopper.Best(9.0 / 16.0);
-    const std::vector<RectOfInterest> faces = hopper.Faces();
-    ASSERT_EQ(faces.size(), 1u);
-    // Eyes, nose and mouth lie in this rectangle (measured on the photograph).
-    const RectOfInterest features{140, 215, 115, 195};
-    EXPECT_EQ(covered_fraction(faces[0], features), 1.0f);
-    const int32_t w = faces[0].right - faces[0].left, h = faces[0].bottom - faces[0].top;
-    EXPECT_LT(w, 300);  // a face, widened 1.5 times; not the photograph
-    EXPECT_EQ(faces[0].kind, eRoiWanted);
-    // The face as the detector boxed it, before the widening: the crops hold it.
-    const RectOfInterest face{faces[0].left + w / 6, faces[0].right - w / 6, faces[0].top + h / 6,
-                              faces[0].bottom - h / 6};
-    EXPECT_EQ(covered_fraction(face, features), 1.0f);
-    for (const CropRect& c : {square, tall}) {
-        EXPECT_EQ(covered_fraction(c, face), 1.0f)
-            << c.left << "," << c.top << " " << c.right << "," << c.bottom;
-    }
-    EXPECT_NEAR(static_cast<double>(tall.right - tall.left + 1) / (tall.bottom - tall.top + 1),
-                9.0 / 16.0, 0.02);
+    test::in_fresh_process([&] {
+        SetFaceDetectorConfigDir(SMARTCROP_SOURCE_DIR "/data/ovex3");
+        Photo hopper("grace_hopper.jpg");  // 341 x 400
+        ASSERT_NE(hopper.crop, nullptr);
+        const CropRect square = hopper.Best(1.0);
+        const CropRect tall = hopper.Best(9.0 / 16.0);
+        const std::vector<RectOfInterest> faces = hopper.Faces();
+        ASSERT_EQ(faces.size(), 1u);
+        // Eyes, nose and mouth lie in this rectangle (measured on the photograph).
+        const RectOfInterest features{140, 215, 115, 195};
+        EXPECT_EQ(covered_fraction(faces[0], features), 1.0f);
+        const int32_t w = faces[0].right - faces[0].left, h = faces[0].bottom - faces[0].top;
+        EXPECT_LT(w, 300);  // a face, widened 1.5 times; not the photograph
+        EXPECT_EQ(faces[0].kind, eRoiWanted);
+        // The face as the detector boxed it, before the widening: the crops hold it.
+        const RectOfInterest face{faces[0].left + w / 6, faces[0].right - w / 6,
+                                  faces[0].top + h / 6, faces[0].bottom - h / 6};
+        EXPECT_EQ(covered_fraction(face, features), 1.0f);
+        for (const CropRect& c : {square, tall}) {
+            EXPECT_EQ(covered_fraction(c, face), 1.0f)
+                << c.left << "," << c.top << " " << c.right << "," << c.bottom;
+        }
+        EXPECT_NEAR(static_cast<double>(tall.right - tall.left + 1) / (tall.bottom - tall.top + 1),
+                    9.0 / 16.0, 0.02);
+    });
 }
 
 TEST(RealFaces, NoFaceWithoutPeopleFromTheDefaultPathInTheRepository) {
-    char* previous = getcwd(nullptr, 0);
-    ASSERT_EQ(chdir(SMARTCROP_SOURCE_DIR), 0);  // where "data/ovex3" is found
-    {
-        Photo rocket("rocket.jpg");
-        Photo hopper("grace_hopper.jpg");
-        ASSERT_NE(rocket.crop, nullptr);
-        rocket.Best(1.0);
-        hopper.Best(1.0);
-        EXPECT_TRUE(rocket.Faces().empty());
-        EXPECT_EQ(hopper.Faces().size(), 1u);  // the default path did load the detector
-    }
-    EXPECT_EQ(chdir(previous), 0);
-    free(previous);
+    test::in_fresh_process([&] {
+        char* previous = getcwd(nullptr, 0);
+        ASSERT_EQ(chdir(SMARTCROP_SOURCE_DIR), 0);  // where "data/ovex3" is found
+        {
+            Photo rocket("rocket.jpg");
+            Photo hopper("grace_hopper.jpg");
+            ASSERT_NE(rocket.crop, nullptr);
+            rocket.Best(1.0);
+            hopper.Best(1.0);
+            EXPECT_TRUE(rocket.Faces().empty());
+            EXPECT_EQ(hopper.Faces().size(), 1u);  // the default path did load the detector
+        }
+        EXPECT_EQ(chdir(previous), 0);
+        free(previous);
+    });
 }
 
 }  // namespace
