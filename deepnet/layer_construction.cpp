@@ -1,8 +1,10 @@
-// The one table of layer kinds, and the shared pieces of allocation.
+// Building the run-time network from the records, and the shared pieces of
+// allocation.
 #include <algorithm>
 #include <atomic>
 #include <limits>
 
+#include "deepnet/layer_registry.h"
 #include "deepnet/layer_tests.h"
 
 namespace deepnet {
@@ -92,54 +94,15 @@ void layer_test_base<Dtype>::size_output() {
 
 template class layer_test_base<float>;
 
-namespace {
-
-std::shared_ptr<layer_test_base<float>> make_layer(int32_t type,
-                                                   const data_provider_image_label& provider) {
-    switch (type) {
-        case type_data:
-            return std::make_shared<layer_test_data<float>>(&provider);
-        case type_conv3d:
-            return std::make_shared<layer_test_conv3d<float>>();
-        case type_local:
-            return std::make_shared<layer_test_local<float>>();
-        case type_fc:
-            return std::make_shared<layer_test_fc<float>>();
-        case type_normcross3d:
-            return std::make_shared<layer_test_normcross3d<float>>();
-        case type_poolmax3d:
-            return std::make_shared<layer_test_poolmax3d<float>>();
-        case type_poolavg3d:
-            return std::make_shared<layer_test_poolavg3d<float>>();
-        case type_activation:
-            return std::make_shared<layer_test_activation<float>>();
-        case type_concat:
-            return std::make_shared<layer_test_concat<float>>();
-        case type_element:
-            return std::make_shared<layer_test_element<float>>();
-        case type_softmax:
-            return std::make_shared<layer_test_softmax<float>>();
-        case type_cost_logreg:
-            return std::make_shared<layer_test_cost_logreg<float>>();
-        case type_deconv3d:
-            return std::make_shared<layer_test_deconv3d<float>>();
-        case type_softmax_map:
-            return std::make_shared<layer_test_softmax_map<float>>();
-        case type_softmax_map2:
-            return std::make_shared<layer_test_softmax_map2<float>>();
-        default:
-            throw std::runtime_error("deepnet_construct_layer_test(): unknown layer type");
-    }
-}
-
-}  // namespace
-
 void deepnet_construct_layer_test(layer_test_list& layers, const layer_model_list& models,
                                   const data_provider_image_label& provider, uint64_t batch) {
     networkBytes = 0;
     for (size_t i = 0; i < models.size(); ++i) {
         const layer_model_base& record = *models[i];
-        auto layer = make_layer(record.type, provider);
+        const layer_kind* kind = find_layer_kind(record.type);
+        if (kind == nullptr)
+            throw std::runtime_error("deepnet_construct_layer_test(): unknown layer type");
+        auto layer = kind->new_layer(provider);
         layer->batch_size = batch;
         if (record.type != type_data) {
             for (const layer_model_base* input : record.inputs) {

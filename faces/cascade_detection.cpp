@@ -12,12 +12,6 @@ namespace smartCrop {
 
 namespace {
 
-int32_t truncate_to_int(float v) {
-    if (!(v > -2147483520.0f)) return std::isnan(v) ? 0 : INT32_MIN;
-    if (v > 2147483520.0f) return INT32_MAX;
-    return static_cast<int32_t>(v);
-}
-
 // The box's region, resized to patch x patch; empty when nothing of it is inside.
 cv::Mat patch_of(const cv::Mat& image, FaceBox box, int patch) {
     // Clipped before the region is taken rather than trusting earlier stages.
@@ -72,7 +66,7 @@ std::vector<FaceBox> scan_pyramid(const cv::Mat& image, const deepnet::DeepnetMo
     for (size_t l = 0; l < levels.size(); ++l) {
         mp::matrix map;
         deepnet::deepnet_compute_feature(model, map, levels[l], "Y");
-        const int win = truncate_to_int(static_cast<float>(s.window_size) / scales[l]);
+        const int win = to_int(static_cast<float>(s.window_size) / scales[l]);
         const float xStep =
             map.cols > 1 ? static_cast<float>(image.cols - win) / static_cast<float>(map.cols - 1)
                          : 0;
@@ -81,8 +75,7 @@ std::vector<FaceBox> scan_pyramid(const cv::Mat& image, const deepnet::DeepnetMo
                          : 0;
         for (int c = 0; c < map.cols; ++c) {
             for (int r = 0; r < map.rows; ++r) {
-                boxes.push_back({truncate_to_int(c * xStep), truncate_to_int(r * yStep), win, win,
-                                 map.at(r, c)});
+                boxes.push_back({to_int(c * xStep), to_int(r * yStep), win, win, map.at(r, c)});
             }
         }
     }
@@ -141,8 +134,8 @@ void refine_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model, int 
             const float a = out[1].data[0], b = out[1].data[1], c = out[1].data[2];
             // A scale of 0, negative or not a number leaves the size alone.
             if (c > 0 && std::isfinite(1.0f / c)) scale_box(box, 1.0f / c);
-            box.x = truncate_to_int(static_cast<float>(box.x) - static_cast<float>(box.width) * a);
-            box.y = truncate_to_int(static_cast<float>(box.y) - static_cast<float>(box.height) * b);
+            box.x = to_int(static_cast<float>(box.x) - static_cast<float>(box.width) * a);
+            box.y = to_int(static_cast<float>(box.y) - static_cast<float>(box.height) * b);
             result.landmarks[i] = map_landmarks(out[0], working);
         }
         box.score = boxes[i].score;

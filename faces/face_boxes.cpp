@@ -36,14 +36,13 @@ std::vector<FaceBox> working_list(const std::vector<FaceBox>& boxes, float floor
     return out;
 }
 
-// Float to int, with what a box cannot hold saturated instead of undefined.
+}  // namespace
+
 int32_t to_int(float v) {
     if (!(v > -2147483520.0f)) return std::isnan(v) ? 0 : std::numeric_limits<int32_t>::min();
     if (v > 2147483520.0f) return std::numeric_limits<int32_t>::max();
     return static_cast<int32_t>(v);
 }
-
-}  // namespace
 
 void sort_by_score(std::vector<FaceBox>& boxes) {
     std::sort(boxes.begin(), boxes.end(),

@@ -12,6 +12,10 @@ struct FaceBox {
     float score = 0.0f;
 };
 
+// Float to int by truncation, with what a box cannot hold saturated (and NaN
+// as 0) instead of undefined.
+int32_t to_int(float v);
+
 // Highest score first; the order of equal scores is not defined.
 void sort_by_score(std::vector<FaceBox>& boxes);
 // Keeps the boxes scoring strictly above `threshold`, in order.

@@ -6,6 +6,20 @@
 #include <sstream>
 
 #include "deepnet/layer_tests.h"
+#include "deepnet/layers/activation.h"
+#include "deepnet/layers/concat.h"
+#include "deepnet/layers/conv3d.h"
+#include "deepnet/layers/cost_logreg.h"
+#include "deepnet/layers/data.h"
+#include "deepnet/layers/deconv3d.h"
+#include "deepnet/layers/element.h"
+#include "deepnet/layers/fc.h"
+#include "deepnet/layers/local.h"
+#include "deepnet/layers/normcross3d.h"
+#include "deepnet/layers/pool3d.h"
+#include "deepnet/layers/softmax.h"
+#include "deepnet/layers/softmax_map.h"
+#include "deepnet/layers/softmax_map2.h"
 
 namespace deepnet {
 namespace {

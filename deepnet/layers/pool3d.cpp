@@ -1,10 +1,27 @@
-// Pooling and cross-channel normalisation.
+#include "deepnet/layers/pool3d.h"
+
 #include <algorithm>
 #include <cmath>
-
-#include "deepnet/layer_tests.h"
+#include "deepnet/layers/kernel_geometry.h"
 
 namespace deepnet {
+
+namespace {
+
+void read_pool(record_reader& in, layer_model_pool3d& r) {
+    for (uint64_t* field : {&r.kernel0, &r.kernel1, &r.stride0, &r.stride1, &r.pad0_low,
+                            &r.pad0_high, &r.pad1_low, &r.pad1_high}) {
+        *field = in.u32();
+    }
+    check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
+                  "layer_model_pool3d::deserialize()");
+}
+
+}  // namespace
+
+void read_pool3d_payload(record_reader& in, layer_model_base& record) {
+    read_pool(in, static_cast<layer_model_pool3d&>(record));
+}
 
 template <class Dtype, class Pool>
 void layer_test_pool_3d_base<Dtype, Pool>::allocate(const layer_model_base& record) {
@@ -58,43 +75,7 @@ void layer_test_pool_3d_base<Dtype, Pool>::fprop_test(uint64_t, const layer_mode
     }
 }
 
-template <class Dtype>
-void layer_test_normcross3d<Dtype>::allocate(const layer_model_base& record) {
-    if (this->inputs.size() != 1 || this->inputs[0]->y_dim != 3) {
-        throw std::runtime_error("layer_test_normcross3d::allocate(): Input mismatch");
-    }
-    // Half the window may not exceed the channels: C - h is unsigned.
-    if (static_cast<const layer_model_normcross3d&>(record).local_size / 2 >
-        this->inputs[0]->y_size[2]) {
-        throw std::runtime_error("layer_test_normcross3d::allocate(): Input mismatch");
-    }
-    this->copy_shape(*this->inputs[0]);
-    this->size_output();
-}
-
-template <class Dtype>
-void layer_test_normcross3d<Dtype>::fprop_test(uint64_t, const layer_model_base& record) {
-    const auto& r = static_cast<const layer_model_normcross3d&>(record);
-    const uint64_t C = this->y_size[2], S = this->y_size[0] * this->y_size[1], h = r.local_size / 2;
-    const float* x = this->x();
-    for (uint64_t c = 0; c < C; ++c) {
-        const uint64_t first = c - std::min(c, h);
-        const uint64_t last = c < C - h ? c + h + 1 : C;
-        for (uint64_t p = 0; p < S; ++p) {
-            const float v = x[c * S + p];
-            if (v == 0) {
-                this->y[c * S + p] = 0.0f;
-                continue;
-            }
-            float sum = 0.0f;
-            for (uint64_t k = first; k < last; ++k) sum += x[k * S + p] * x[k * S + p];
-            this->y[c * S + p] = v / powf(sum * r.alpha + r.k, r.beta);
-        }
-    }
-}
-
 template class layer_test_pool_3d_base<float, detail::pool_type_max>;
 template class layer_test_pool_3d_base<float, detail::pool_type_avg>;
-template class layer_test_normcross3d<float>;
 
 }  // namespace deepnet

@@ -1,0 +1,20 @@
+// Element-wise sums, products and maxima of the inputs.
+#ifndef SMARTCROP_DEEPNET_LAYERS_ELEMENT_H
+#define SMARTCROP_DEEPNET_LAYERS_ELEMENT_H
+
+#include "deepnet/layer_tests.h"
+#include "deepnet/record_reader.h"
+
+namespace deepnet {
+
+template <class Dtype>
+class layer_test_element : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch;
+};
+
+}  // namespace deepnet
+
+#endif  // SMARTCROP_DEEPNET_LAYERS_ELEMENT_H

@@ -1,0 +1,48 @@
+// What the windowed kinds (convolutions, local layers, pooling) share: their
+// geometry for the convolution core, the check of their inputs' shapes, and
+// the bound on their padding.
+#ifndef SMARTCROP_DEEPNET_LAYERS_KERNEL_GEOMETRY_H
+#define SMARTCROP_DEEPNET_LAYERS_KERNEL_GEOMETRY_H
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "deepnet/convolution_core.h"
+#include "deepnet/layer_tests.h"
+
+namespace deepnet {
+
+// A window lying wholly in the padding reads nothing, and padding without
+// bound lets a tiny file ask for any amount of work and memory on every
+// input: padding must stay below the kernel, in both dimensions.
+inline void check_padding(uint64_t kernel0, uint64_t kernel1, uint64_t pad0Low, uint64_t pad0High,
+                   uint64_t pad1Low, uint64_t pad1High, const char* who) {
+    if (std::max(pad0Low, pad0High) >= kernel0 || std::max(pad1Low, pad1High) >= kernel1)
+        throw std::runtime_error(std::string(who) + ": padding as large as the kernel");
+}
+
+
+template <class Record>
+inline window_geometry geometry(const Record& r) {
+    return {r.kernel0,   r.kernel1,  r.stride0,   r.stride1, r.pad0_low,
+            r.pad0_high, r.pad1_low, r.pad1_high, r.pad_mode};
+}
+
+// Every input three-dimensional and of the first input's size.
+template <class Dtype>
+inline bool same_shapes(const layer_test_base<Dtype>& layer) {
+    if (layer.inputs.empty()) return false;
+    const auto* x = layer.inputs[0];
+    for (const auto* in : layer.inputs) {
+        if (in->y_dim != 3) return false;
+        for (int d = 0; d < 3; ++d) {
+            if (in->y_size[d] != x->y_size[d]) return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace deepnet
+
+#endif  // SMARTCROP_DEEPNET_LAYERS_KERNEL_GEOMETRY_H

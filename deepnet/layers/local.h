@@ -1,0 +1,23 @@
+// Local (unshared) convolution.
+#ifndef SMARTCROP_DEEPNET_LAYERS_LOCAL_H
+#define SMARTCROP_DEEPNET_LAYERS_LOCAL_H
+
+#include "deepnet/layer_tests.h"
+#include "deepnet/record_reader.h"
+
+namespace deepnet {
+
+// Reads the payload of a record of this kind.
+void read_local_payload(record_reader& in, layer_model_base& record);
+
+template <class Dtype>
+class layer_test_local : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+    std::vector<Dtype> scratch, scratch2;
+};
+
+}  // namespace deepnet
+
+#endif  // SMARTCROP_DEEPNET_LAYERS_LOCAL_H

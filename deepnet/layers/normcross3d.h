@@ -1,0 +1,19 @@
+// Normalisation across channels.
+#ifndef SMARTCROP_DEEPNET_LAYERS_NORMCROSS3D_H
+#define SMARTCROP_DEEPNET_LAYERS_NORMCROSS3D_H
+
+#include "deepnet/layer_tests.h"
+#include "deepnet/record_reader.h"
+
+namespace deepnet {
+
+template <class Dtype>
+class layer_test_normcross3d : public layer_test_base<Dtype> {
+public:
+    void fprop_test(uint64_t batch, const layer_model_base& record) override;
+    void allocate(const layer_model_base& record) override;
+};
+
+}  // namespace deepnet
+
+#endif  // SMARTCROP_DEEPNET_LAYERS_NORMCROSS3D_H
