@@ -24,11 +24,6 @@ struct AnalysisSizes {
 // Both sizes from the source's, rounded; small sources are enlarged.
 AnalysisSizes analysis_sizes(int sourceWidth, int sourceHeight);
 
-// A rectangle of the maps: rows r0..r1, columns c0..c1, inclusive.
-struct WorkRect {
-    int r0, c0, r1, c1;
-};
-
 struct ImageAnalysis {
     int32_t sourceWidth = 0, sourceHeight = 0;
     int32_t workWidth = 0, workHeight = 0;

@@ -52,6 +52,13 @@ struct Map2D {
 using FloatMap = Map2D<float>;
 using DoubleMap = Map2D<double>;  // a summed-area table of a map of its size
 
+// A rectangle of a map: rows r0..r1, columns c0..c1, inclusive. The one
+// rectangle inside the crop engine; crops arrive as the public records and
+// are turned into it by ImageAnalysis::work_rect.
+struct WorkRect {
+    int r0, c0, r1, c1;
+};
+
 struct ByteImage {
     int width = 0;
     int height = 0;

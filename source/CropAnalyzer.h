@@ -31,7 +31,7 @@ public:
     // The five features of a crop and its aesthetic score, once per record.
     void compute_features(CropRect& crop);
     // How much the crop's edges (work coordinates) run along contrast.
-    float border_cost(int r0, int c0, int r1, int c1) const;
+    float border_cost(const WorkRect& crop) const;
     // How well the crop treats the soft rectangles of interest `rects`,
     // whose bounding rectangle is `bounds`.
     float roi_score(const CropRect& crop, const std::vector<RectOfInterest>& rects,

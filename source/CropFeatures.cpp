@@ -19,7 +19,8 @@ constexpr double kTwoTenths = static_cast<double>(0.2f);
 
 void CropAnalyzer::compute_features(CropRect& crop) {
     if (crop.analysed) return;
-    const auto [r0, c0, r1, c1] = maps.work_rect(crop);
+    const WorkRect w = maps.work_rect(crop);
+    const auto [r0, c0, r1, c1] = w;
 
     const double shareMask =
         region_sum(maps.saliencyMaskIntegral, r0, r1, c0, c1) / maps.saliencyMaskTotal;
@@ -42,18 +43,18 @@ void CropAnalyzer::compute_features(CropRect& crop) {
     crop.centreShare = static_cast<float>(
         region_sum(maps.contrastPeakIntegral, cr0, cr1, cc0, cc1) / maps.contrastPeakTotal);
 
-    crop.borderScore =
-        static_cast<float>(std::exp(-static_cast<double>(border_cost(r0, c0, r1, c1)) / 10.0));
+    crop.borderScore = static_cast<float>(std::exp(-static_cast<double>(border_cost(w)) / 10.0));
 
     float* x = scoringScratch.get();
-    pool_model_features(maps.saliencyIntegral, maps.edgeIntegral, r0, c0, r1, c1, x);
+    pool_model_features(maps.saliencyIntegral, maps.edgeIntegral, w, x);
     crop.aestheticScore = aesthetic_score(x);
 
     crop.analysed = true;
     if (shareMask >= 0.4 && shareContrast >= 0.4 && shareGradient >= 0.4) crop.wellCovered = true;
 }
 
-float CropAnalyzer::border_cost(int r0, int c0, int r1, int c1) const {
+float CropAnalyzer::border_cost(const WorkRect& crop) const {
+    const auto [r0, c0, r1, c1] = crop;
     const int band = std::max(1, static_cast<int>(maps.borderStripWidth * 0.5));
     const int H = maps.workHeight, W = maps.workWidth;
     auto inside = [&](int first, int last, int limit) { return first >= 0 && last <= limit - 1; };

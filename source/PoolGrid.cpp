@@ -4,7 +4,8 @@
 
 namespace smartCrop {
 
-float* pool_cells(const DoubleMap& table, int L, int r0, int c0, int r1, int c1, float* out) {
+float* pool_cells(const DoubleMap& table, int L, const WorkRect& crop, float* out) {
+    const auto [r0, c0, r1, c1] = crop;
     const float stepR = static_cast<float>(r1 - r0) / static_cast<float>(L);
     const float stepC = static_cast<float>(c1 - c0) / static_cast<float>(L);
     float fr = static_cast<float>(r0);

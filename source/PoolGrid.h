@@ -9,17 +9,17 @@
 
 namespace smartCrop {
 
-// The L x L cell means of the crop r0..r1, c0..c1 (work coordinates) on one
+// The L x L cell means of the crop (work coordinates) on one
 // table, row by row from `out`; returns the end. Neighbouring cells share
 // their boundary line.
-float* pool_cells(const DoubleMap& table, int L, int r0, int c0, int r1, int c1, float* out);
+float* pool_cells(const DoubleMap& table, int L, const WorkRect& crop, float* out);
 
 // For each grid size of `gridsA` on table `a`, then of `gridsB` on `b`.
 template <size_t NA, size_t NB>
 void pool_grid(const DoubleMap& a, const int (&gridsA)[NA], const DoubleMap& b,
-               const int (&gridsB)[NB], int r0, int c0, int r1, int c1, float* out) {
-    for (int L : gridsA) out = pool_cells(a, L, r0, c0, r1, c1, out);
-    for (int L : gridsB) out = pool_cells(b, L, r0, c0, r1, c1, out);
+               const int (&gridsB)[NB], const WorkRect& crop, float* out) {
+    for (int L : gridsA) out = pool_cells(a, L, crop, out);
+    for (int L : gridsB) out = pool_cells(b, L, crop, out);
 }
 
 // The grids of the aesthetic model: saliency on 4 and 8, edges on 4, 8 and 12.
@@ -35,9 +35,9 @@ constexpr int cell_count(const int (&grids)[N]) {
 // The length of the model's feature vector, and of every table of the model.
 constexpr int kPooledFeatureCount = cell_count(kSaliencyGrids) + cell_count(kEdgeGrids);
 
-inline void pool_model_features(const DoubleMap& saliency, const DoubleMap& edges, int r0, int c0,
-                                int r1, int c1, float* out) {
-    pool_grid(saliency, kSaliencyGrids, edges, kEdgeGrids, r0, c0, r1, c1, out);
+inline void pool_model_features(const DoubleMap& saliency, const DoubleMap& edges,
+                                const WorkRect& crop, float* out) {
+    pool_grid(saliency, kSaliencyGrids, edges, kEdgeGrids, crop, out);
 }
 
 }  // namespace smartCrop

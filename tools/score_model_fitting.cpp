@@ -40,8 +40,8 @@ std::unique_ptr<ImageAnalysis> analyse(int width, int height, const uint8_t* pix
 
 Vector whole_frame(const ImageAnalysis& a) {
     float x[kN];
-    pool_model_features(a.saliencyIntegral, a.edgeIntegral, 0, 0, a.workHeight - 1, a.workWidth - 1,
-                        x);
+    pool_model_features(a.saliencyIntegral, a.edgeIntegral,
+                        WorkRect{0, 0, a.workHeight - 1, a.workWidth - 1}, x);
     return Vector(x, x + kN);
 }
 
@@ -57,8 +57,7 @@ void for_each_candidate(const ImageAnalysis& a, Visit visit) {
     for (const CropRow& row : generator.BuildAll()) {
         for (const CropCell& cell : row) {
             for (const CropRect& crop : cell) {
-                const auto w = a.work_rect(crop);
-                pool_model_features(a.saliencyIntegral, a.edgeIntegral, w.r0, w.c0, w.r1, w.c1, x);
+                pool_model_features(a.saliencyIntegral, a.edgeIntegral, a.work_rect(crop), x);
                 visit(x);
             }
         }

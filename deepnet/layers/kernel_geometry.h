@@ -17,11 +17,10 @@ namespace deepnet {
 // bound lets a tiny file ask for any amount of work and memory on every
 // input: padding must stay below the kernel, in both dimensions.
 inline void check_padding(uint64_t kernel0, uint64_t kernel1, uint64_t pad0Low, uint64_t pad0High,
-                   uint64_t pad1Low, uint64_t pad1High, const char* who) {
+                          uint64_t pad1Low, uint64_t pad1High, const char* who) {
     if (std::max(pad0Low, pad0High) >= kernel0 || std::max(pad1Low, pad1High) >= kernel1)
         throw std::runtime_error(std::string(who) + ": padding as large as the kernel");
 }
-
 
 template <class Record>
 inline window_geometry geometry(const Record& r) {

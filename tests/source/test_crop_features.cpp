@@ -122,7 +122,7 @@ TEST(PoolGrid, AgreesWithBruteForceCellMeans) {
     test::random_map_with_table(40, 50, 11, map, table);
     const int r0 = 3, c0 = 7, r1 = 37, c1 = 44;
     std::vector<float> out(16 + 64);
-    pool_grid(table, {4}, table, {8}, r0, c0, r1, c1, out.data());
+    pool_grid(table, {4}, table, {8}, WorkRect{r0, c0, r1, c1}, out.data());
     size_t k = 0;
     for (int L : {4, 8}) {
         std::vector<int> rows{r0}, cols{c0};
@@ -145,7 +145,7 @@ TEST(PoolGrid, AgreesWithBruteForceCellMeans) {
     }
     // A crop of one work pixel reads that pixel in every cell of every grid.
     std::vector<float> single(kPooledFeatureCount);
-    pool_model_features(table, table, 12, 20, 12, 20, single.data());
+    pool_model_features(table, table, WorkRect{12, 20, 12, 20}, single.data());
     for (float v : single) EXPECT_FLOAT_EQ(v, map.at(12, 20));
 }
 
