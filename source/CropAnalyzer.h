@@ -12,6 +12,7 @@
 #include "CommonStructures.h"
 #include "SmartCrop.h"
 #include "analysis/image_analysis.h"
+#include "faces/face_boxes.h"
 #include "source/RandomCropGenerator.h"
 
 namespace smartCrop {
@@ -64,6 +65,12 @@ private:
     std::unique_ptr<float[]> scoringScratch;
     bool facesDone = false;
 };
+
+// The rectangle of interest a face box of the high-resolution copy stands
+// for: widened 1.5 times about its centre, in source pixels, clamped into the
+// image. False when the clamps leave it empty.
+bool widened_face(const FaceBox& box, float highScale, int32_t sourceWidth, int32_t sourceHeight,
+                  RectOfInterest& out);
 
 // Ranks of values by their order: log(k + 1) / log(n) for the k-th smallest.
 void log_rank(std::vector<std::pair<float, uint32_t>>& pairs, std::vector<float>& out);

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "SmartCrop.h"
+#include "analysis/edge_map.h"
 #include "analysis/image_analysis.h"
 #include "analysis/summed_area_table.h"
 #include "test_images.h"
@@ -139,6 +140,48 @@ TEST(ImageAnalysis, RectanglesPaintTheSaliencyMaps) {
     bright.borderFill = 0.5f;
     auto c = analyse(image, bright, {rect});
     EXPECT_EQ(c->borderMaps[1].at(426, 639), 0.5f);
+}
+
+// A vertical step from 40 to 200 at column 32 of a 64 x 48 image. The
+// gradient stage blurs, differentiates, keeps what reaches 0.3 of its peak,
+// erodes by 5 and dilates by 7 columns: a band of ones (to the last bits of
+// the normalisation) eight columns wide,
+// 28 to 35, in every row, and nothing else. The coarse edge map peaks on the
+// step and falls away on both sides to nothing 16 columns off.
+TEST(ImageAnalysis, StepEdgeGradientAndEdgeMaps) {
+    const int W = 64, H = 48;
+    ByteImage step;
+    step.resize(W, H, 4);
+    for (int i = 0; i < W * H; ++i) {
+        const uint8_t v = i % W < 32 ? 40 : 200;
+        step.data[4 * i] = 0;
+        step.data[4 * i + 1] = step.data[4 * i + 2] = step.data[4 * i + 3] = v;
+    }
+    FloatMap gradient;
+    gradient_map(step, gradient);
+    for (int y = 0; y < H; ++y) {
+        for (int x = 0; x < W; ++x) {
+            if (x >= 28 && x <= 35) {
+                ASSERT_NEAR(gradient.at(y, x), 1.0f, 1e-5f) << x << "," << y;  // normalised
+            } else {
+                ASSERT_EQ(gradient.at(y, x), 0.0f) << x << "," << y;
+            }
+        }
+    }
+
+    ScopedPlaneImage planes(W, H, 3), edges(W, H, 1);
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < W * H; ++i) planes->planes[c][i] = i % W < 32 ? 40.0f : 200.0f;
+    multi_scale_edge_map(*planes, *edges, {0.5f, 0.25f}, true, false);
+    const float* row = edges->planes[0];
+    EXPECT_EQ(row[32], 1.0f);  // normalised to its peak, on the step
+    const float expected[] = {0.0374f, 0.3798f, 1.0f, 0.2399f, 0.0225f};  // columns 24..40 by 4
+    for (int k = 0; k < 5; ++k) EXPECT_NEAR(row[24 + 4 * k], expected[k], 1e-4f) << k;
+    for (int x = 0; x < W; ++x) {
+        const float before = x < 32 ? row[x + 1] : row[x - 1];  // rising to the step, then falling
+        EXPECT_LE(row[x], before) << x;
+        EXPECT_TRUE((x > 15 && x < 49) || row[x] < 1e-8f) << x;
+    }
 }
 
 }  // namespace

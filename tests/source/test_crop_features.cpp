@@ -197,5 +197,25 @@ TEST(CropGeometry, CoverageAndOverlap) {
     EXPECT_GT(covered_fraction(huge, a), 0.99f);  // no overflow on extreme coordinates
 }
 
+// A face box of the 1024-pixel copy widened 1.5 times about its centre in the
+// copy's integer pixels, then taken to the source (scale 0.5 here), worked
+// by hand: x 100..160 -> q 65, 100 * 1.5 - 65 = 85, 160 * 1.5 - 65 = 175,
+// halved back: 170..350; y 40..120 -> q 40, 20 and 140: 40..280.
+TEST(FaceWidening, HandWorkedBoxesAndClamps) {
+    RectOfInterest r;
+    ASSERT_TRUE(widened_face(FaceBox{100, 40, 60, 80, 0.9f}, 0.5f, 2048, 1536, r));
+    EXPECT_EQ(std::vector<int>({r.left, r.top, r.right, r.bottom}),
+              std::vector<int>({170, 40, 350, 280}));
+    EXPECT_TRUE(r.isFace && r.active && r.kind == eRoiWanted);
+    // Near the corner: x 2..42 -> q 11, 3 - 11 + 0.5 truncates to -7 (-14 in the
+    // source), 63 - 11 + 0.5 to 52 (104); y 10..50 -> 0 and 60 (120). Clamped at
+    // 0 on the low sides and at the last pixel, 99, on the high sides.
+    ASSERT_TRUE(widened_face(FaceBox{2, 10, 40, 40, 0.9f}, 0.5f, 100, 100, r));
+    EXPECT_EQ(std::vector<int>({r.left, r.top, r.right, r.bottom}),
+              std::vector<int>({0, 0, 99, 99}));
+    // Clamped on one side only, a box below the image turns inverted: refused.
+    EXPECT_FALSE(widened_face(FaceBox{2, 60, 40, 40, 0.9f}, 0.5f, 100, 100, r));
+}
+
 }  // namespace
 }  // namespace smartCrop

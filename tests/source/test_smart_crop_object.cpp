@@ -1,6 +1,7 @@
 // The smart-crop object's lifecycle, stored parameters and ratio lists.
 #include <gtest/gtest.h>
 
+#include <opencv2/core.hpp>
 #include <vector>
 
 #include "SmartCrop.h"
@@ -143,6 +144,19 @@ TEST(SmartCropObject, InitDefaultsThenEditInPlaceThenInit) {
     EXPECT_EQ(crop->GetAspectRatios(&count), nullptr);
     EXPECT_EQ(count, 0u);
     crop->Release();
+}
+
+// The analysis runs OpenCV on the caller's thread alone and gives the host
+// its own thread setting back afterwards.
+TEST(SmartCropObject, HostsOpenCvThreadSettingIsRestored) {
+    cv::setNumThreads(3);
+    test::Image image(200, 150, test::Image::Photo(200, 150));
+    smartCrop::SmartCropParams params;
+    smartCrop::ISmartCrop* crop = CreateSmartCropObj(image.get(), &params);
+    ASSERT_NE(crop, nullptr);
+    EXPECT_EQ(cv::getNumThreads(), 3);
+    crop->Release();
+    cv::setNumThreads(-1);
 }
 
 }  // namespace
