@@ -41,6 +41,20 @@ inline Rgb photo(int x, int y, int W, int H) {
     return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
 }
 
+// A parameter record over the given lists, which must outlive it.
+inline smartCrop::SmartCropParams ParamsOf(std::vector<smartCrop::RatioEntry>& aspects,
+                                           std::vector<smartCrop::RatioEntry>& scales,
+                                           std::vector<smartCrop::RectOfInterest>& rects) {
+    smartCrop::SmartCropParams p;
+    p.aspectRatios = aspects.data();
+    p.aspectRatioCount = static_cast<uint32_t>(aspects.size());
+    p.scaleRatios = scales.data();
+    p.scaleRatioCount = static_cast<uint32_t>(scales.size());
+    p.rectsOfInterest = rects.data();
+    p.rectsOfInterestCount = static_cast<uint32_t>(rects.size());
+    return p;
+}
+
 class Image {
 public:
     Image(int width, int height, const std::function<Rgb(int, int)>& colour = nullptr) {

@@ -43,12 +43,7 @@ void read_conv3d_payload(record_reader& in, layer_model_base& record) {
 template <class Dtype>
 void layer_test_conv3d<Dtype>::allocate(const layer_model_base& record) {
     const auto& r = static_cast<const layer_model_conv3d&>(record);
-    if (!same_shapes(*this))
-        throw std::runtime_error("layer_test_conv3d::allocate(): Input size mismatch");
-    const auto* x = this->inputs[0];
-    if (x->y_size[2] != r.input_channels) {
-        throw std::runtime_error("layer_test_conv3d::allocate(): input and model mismatch");
-    }
+    const auto* x = &checked_kernel_input(*this, r.input_channels, "layer_test_conv3d::allocate()");
     if (r.output_channels % r.groups != 0) {
         throw std::runtime_error("layer_model_conv3d::allocate(): Group size mismatch");
     }

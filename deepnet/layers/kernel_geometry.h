@@ -28,18 +28,21 @@ inline window_geometry geometry(const Record& r) {
             r.pad0_high, r.pad1_low, r.pad1_high, r.pad_mode};
 }
 
-// Every input three-dimensional and of the first input's size.
+// The first input of a convolution-like layer, after checking that every
+// input is three-dimensional, of the first's size, with the record's
+// channels; `who` names the layer's allocation in the messages.
 template <class Dtype>
-inline bool same_shapes(const layer_test_base<Dtype>& layer) {
-    if (layer.inputs.empty()) return false;
+const layer_test_base<Dtype>& checked_kernel_input(const layer_test_base<Dtype>& layer,
+                                                   uint64_t channels, const std::string& who) {
+    if (layer.inputs.empty()) throw std::runtime_error(who + ": Input size mismatch");
     const auto* x = layer.inputs[0];
     for (const auto* in : layer.inputs) {
-        if (in->y_dim != 3) return false;
-        for (int d = 0; d < 3; ++d) {
-            if (in->y_size[d] != x->y_size[d]) return false;
-        }
+        bool same = in->y_dim == 3;
+        for (int d = 0; d < 3 && same; ++d) same = in->y_size[d] == x->y_size[d];
+        if (!same) throw std::runtime_error(who + ": Input size mismatch");
     }
-    return true;
+    if (x->y_size[2] != channels) throw std::runtime_error(who + ": input and model mismatch");
+    return *x;
 }
 
 }  // namespace deepnet

@@ -36,12 +36,7 @@ void read_local_payload(record_reader& in, layer_model_base& record) {
 template <class Dtype>
 void layer_test_local<Dtype>::allocate(const layer_model_base& record) {
     const auto& r = static_cast<const layer_model_local&>(record);
-    if (!same_shapes(*this))
-        throw std::runtime_error("layer_test_local::allocate(): Input size mismatch");
-    const auto* x = this->inputs[0];
-    if (x->y_size[2] != r.input_channels) {
-        throw std::runtime_error("layer_test_local::allocate(): input and model mismatch");
-    }
+    const auto* x = &checked_kernel_input(*this, r.input_channels, "layer_test_local::allocate()");
     const uint64_t Y0 = window_positions(x->y_size[0], r.pad0_low, r.pad0_high, r.kernel0,
                                          r.stride0, r.pad_mode, "layer_test_local::allocate()");
     const uint64_t Y1 = window_positions(x->y_size[1], r.pad1_low, r.pad1_high, r.kernel1,

@@ -6,6 +6,7 @@
 
 #include "fuzz_checks.h"
 #include "fuzz_input.h"
+#include "test_images.h"
 
 namespace {
 
@@ -69,13 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (auto& s : scales) s = {in.byte() / 255.0, (in.byte() & 1) != 0};
     std::vector<RectOfInterest> rects(in.byte() % 4);
     for (auto& r : rects) r = rect(in, width, height);
-    SmartCropParams params;
-    params.aspectRatios = aspects.data();
-    params.aspectRatioCount = static_cast<uint32_t>(aspects.size());
-    params.scaleRatios = scales.data();
-    params.scaleRatioCount = static_cast<uint32_t>(scales.size());
-    params.rectsOfInterest = rects.data();
-    params.rectsOfInterestCount = static_cast<uint32_t>(rects.size());
+    SmartCropParams params = test::ParamsOf(aspects, scales, rects);
     params.gridBudget = in.byte() % 24;
     params.saliencyFill = static_cast<float>(in.byte()) / 64.0f - 1.0f;
     params.edgeFill = static_cast<float>(in.byte()) / 64.0f - 1.0f;

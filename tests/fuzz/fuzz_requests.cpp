@@ -49,13 +49,7 @@ Subject make(int width, int height, std::vector<RatioEntry> aspects, std::vector
               CreateImageObj(height, width, 4, offsets, pixels.data()),
               nullptr,
               {}};
-    SmartCropParams params;
-    params.aspectRatios = aspects.data();
-    params.aspectRatioCount = static_cast<uint32_t>(aspects.size());
-    params.scaleRatios = scales.data();
-    params.scaleRatioCount = static_cast<uint32_t>(scales.size());
-    params.rectsOfInterest = rects.data();
-    params.rectsOfInterestCount = static_cast<uint32_t>(rects.size());
+    SmartCropParams params = test::ParamsOf(aspects, scales, rects);
     s.crop = CreateSmartCropObj(s.image, &params);
     require(s.crop != nullptr);
     for (const RectOfInterest& r : rects) {

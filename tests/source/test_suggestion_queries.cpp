@@ -17,13 +17,7 @@ struct Engine {
            std::vector<RatioEntry> scales = {{1.0, true}, {0.8, true}, {0.6, true}},
            std::vector<RectOfInterest> rects = {})
         : image(W, H, test::Image::Photo(W, H)) {
-        SmartCropParams p;
-        p.aspectRatios = aspects.data();
-        p.aspectRatioCount = static_cast<uint32_t>(aspects.size());
-        p.scaleRatios = scales.data();
-        p.scaleRatioCount = static_cast<uint32_t>(scales.size());
-        p.rectsOfInterest = rects.data();
-        p.rectsOfInterestCount = static_cast<uint32_t>(rects.size());
+        SmartCropParams p = test::ParamsOf(aspects, scales, rects);
         crop = CreateSmartCropObj(image.get(), &p);
     }
     ~Engine() { crop->Release(); }
