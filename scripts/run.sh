@@ -24,5 +24,5 @@ if [ -z "$photo" ]; then
   fi
 fi
 mkdir -p out
-./build/release/tools/smartcrop --format table --preview out/preview.jpg "$photo"
+./build/release/tools/smartcrop --format table --overwrite --preview out/preview.jpg "$photo"
 echo "preview: out/preview.jpg"
