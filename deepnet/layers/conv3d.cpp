@@ -13,20 +13,14 @@ void read_conv3d(record_reader& in, layer_model_conv3d& r) {
     r.kernel0 = in.u32();
     r.kernel1 = in.u32();
     r.input_channels = in.u32();
-    r.stride0 = in.u32();
-    r.stride1 = in.u32();
-    r.pad0_low = in.u32();
-    r.pad0_high = in.u32();
-    r.pad1_low = in.u32();
-    r.pad1_high = in.u32();
+    read_strides_and_padding(in, r);
     // A group count of 0 would divide by zero below.
     if (r.groups == 0 || r.input_channels % r.groups != 0) {
         throw std::runtime_error("layer_model_conv3d::allocate(): Group size mismatch");
     }
     // A deconvolution's padding crops its output instead.
     if (!r.is_deconv) {
-        check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
-                      "layer_model_conv3d::deserialize()");
+        check_padding(r, "layer_model_conv3d::deserialize()");
     }
     // A saturated product stays far beyond any buffer after the division.
     r.weights = in.floats(

@@ -10,16 +10,28 @@
 
 #include "deepnet/convolution_core.h"
 #include "deepnet/layer_tests.h"
+#include "deepnet/record_reader.h"
 
 namespace deepnet {
 
 // A window lying wholly in the padding reads nothing, and padding without
 // bound lets a tiny file ask for any amount of work and memory on every
 // input: padding must stay below the kernel, in both dimensions.
-inline void check_padding(uint64_t kernel0, uint64_t kernel1, uint64_t pad0Low, uint64_t pad0High,
-                          uint64_t pad1Low, uint64_t pad1High, const char* who) {
-    if (std::max(pad0Low, pad0High) >= kernel0 || std::max(pad1Low, pad1High) >= kernel1)
+template <class Record>
+void check_padding(const Record& r, const char* who) {
+    if (std::max(r.pad0_low, r.pad0_high) >= r.kernel0 ||
+        std::max(r.pad1_low, r.pad1_high) >= r.kernel1)
         throw std::runtime_error(std::string(who) + ": padding as large as the kernel");
+}
+
+// The strides and the four paddings, which every windowed record stores in
+// this order.
+template <class Record>
+void read_strides_and_padding(record_reader& in, Record& r) {
+    for (uint64_t* field :
+         {&r.stride0, &r.stride1, &r.pad0_low, &r.pad0_high, &r.pad1_low, &r.pad1_high}) {
+        *field = in.u32();
+    }
 }
 
 template <class Record>

@@ -14,14 +14,8 @@ void read_local(record_reader& in, layer_model_local& r) {
     r.input_channels = in.u32();
     r.out0 = in.u32();
     r.out1 = in.u32();
-    r.stride0 = in.u32();
-    r.stride1 = in.u32();
-    r.pad0_low = in.u32();
-    r.pad0_high = in.u32();
-    r.pad1_low = in.u32();
-    r.pad1_high = in.u32();
-    check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
-                  "layer_model_local::deserialize()");
+    read_strides_and_padding(in, r);
+    check_padding(r, "layer_model_local::deserialize()");
     const uint64_t positions = times(times(r.out0, r.out1), r.output_channels);
     r.weights = in.floats(times(times(times(r.input_channels, r.kernel0), r.kernel1), positions));
     r.biases = in.floats(positions);

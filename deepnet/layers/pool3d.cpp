@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+
 #include "deepnet/layers/kernel_geometry.h"
 
 namespace deepnet {
@@ -9,12 +10,10 @@ namespace deepnet {
 namespace {
 
 void read_pool(record_reader& in, layer_model_pool3d& r) {
-    for (uint64_t* field : {&r.kernel0, &r.kernel1, &r.stride0, &r.stride1, &r.pad0_low,
-                            &r.pad0_high, &r.pad1_low, &r.pad1_high}) {
-        *field = in.u32();
-    }
-    check_padding(r.kernel0, r.kernel1, r.pad0_low, r.pad0_high, r.pad1_low, r.pad1_high,
-                  "layer_model_pool3d::deserialize()");
+    r.kernel0 = in.u32();
+    r.kernel1 = in.u32();
+    read_strides_and_padding(in, r);
+    check_padding(r, "layer_model_pool3d::deserialize()");
 }
 
 }  // namespace

@@ -173,12 +173,13 @@ TEST(ImageDecoding, SizeIsCheckedFromTheHeader) {
     }
     EXPECT_EQ(refusal(jpeg), "the image is 60000 x 60000" + over);
     Bytes png = encoded(scene(64, 48), ".png");
-    png[16] = 0, png[17] = 0, png[18] = 0x7D, png[19] = 0;  // width 32000, CRC now wrong
+    png[16] = 0, png[17] = 0, png[18] = 0x7D, png[19] = 0;  // width 32000
     png[20] = 0, png[21] = 0, png[22] = 0x7D, png[23] = 0;
-    const std::string pngRefusal = refusal(png);
-    EXPECT_TRUE(pngRefusal == "the image is 32000 x 32000" + over ||
-                pngRefusal.rfind("the PNG data is damaged", 0) == 0)
-        << pngRefusal;
+    // The header's checksum no longer matches either; the size is refused first.
+    EXPECT_EQ(refusal(png), "the image is 32000 x 32000" + over);
+    DecodeOptions lenient;
+    lenient.lenient = true;
+    EXPECT_EQ(refusal(png, lenient), "the image is 32000 x 32000" + over);
     const std::string pnm = "P6\n# comment\n40000 40000\n255\n";
     EXPECT_EQ(refusal(Bytes(pnm.begin(), pnm.end())), "the image is 40000 x 40000" + over);
     Bytes bmp = encoded(scene(8, 8), ".bmp");
@@ -215,25 +216,6 @@ TEST(ImageDecoding, DamagedDataIsAnErrorUnlessLenient) {
     const Bytes webpCut(webp.begin(), webp.begin() + webp.size() * 2 / 3);
     EXPECT_EQ(refusal(webpCut), "the WebP data is damaged or truncated");
     EXPECT_EQ(decode_image(webpCut, lenient).width, 300u);
-}
-
-TEST(ImageDecoding, WhatIsNoImageSaysWhat) {
-    const std::string gif = "GIF89a\x01\x00\x01\x00";
-    const std::string text = "not an image";
-    const std::pair<Bytes, std::string> cases[] = {
-        {Bytes(), "the file is empty"},
-        {Bytes(gif.begin(), gif.end()),
-         "GIF images are not supported (JPEG, PNG, WebP, TIFF, BMP and PNM are)"},
-        {Bytes(text.begin(), text.end()),
-         "not an image file of a supported format (JPEG, PNG, WebP, TIFF, BMP, PNM)"},
-    };
-    for (const auto& [bytes, message] : cases) EXPECT_EQ(refusal(bytes), message);
-    EXPECT_THROW(decode_file(SMARTCROP_SOURCE_DIR "/no-such-file.jpg", {}), HostError);
-    try {
-        decode_file(SMARTCROP_SOURCE_DIR "/tests", {});
-    } catch (const HostError& e) {
-        EXPECT_STREQ(e.what(), "this is a folder, not a file");
-    }
 }
 
 }  // namespace

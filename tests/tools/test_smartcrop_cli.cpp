@@ -144,6 +144,7 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
     // (arguments, message); a run of a bad file also holds a good image, still answered.
     const std::pair<std::string, std::string> cases[] = {
         {missing, missing + ": cannot open the file"},
+        {dir.string(), dir.string() + ": this is a folder, not a file"},
         {empty, empty + ": the file is empty"},
         {truncated, truncated + ": the JPEG file is truncated ("},
         {text, text + ": not an image file of a supported format"},
