@@ -64,7 +64,7 @@ if { [ "$which" = all ] || [ "$which" = fuzz ]; } && command -v clang++ >/dev/nu
     ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/$name" \
       -max_total_time="$seconds" -rss_limit_mb=4096 -timeout=60 -print_final_stats=1 "$corpus" \
       >"$corpus.log" 2>&1 || status=$?
-    grep -E '^(Done|stat::number_of_executed_units|==[0-9]+==ERROR|SUMMARY)' "$corpus.log" || true
+    grep -aE '^(Done|stat::number_of_executed_units|==[0-9]+==ERROR|SUMMARY)' "$corpus.log" || true
     if [ "$status" -ne 0 ]; then
       tail -n 40 "$corpus.log"
       echo "fuzz target $name failed"
