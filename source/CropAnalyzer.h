@@ -38,18 +38,21 @@ public:
     float roi_score(const CropRect& crop, const std::vector<RectOfInterest>& rects,
                     const RectOfInterest& bounds) const;
 
-    // Features of every record of the range and, at every query, roiScore
+    // Features of every record of the cells and, at every query, roiScore
     // against the soft rectangles that apply.
-    void score_candidates(bool useFaces, CropTable& table, uint32_t aspect, uint32_t scale);
+    void score_candidates(bool useFaces, const CellRange& cells);
     // Drops the records that break a hard rectangle, ranks the rest and picks
     // a diverse list of up to `count`.
-    std::vector<CropRect>& select_suggestions(uint32_t count, const CropTable& table, bool useFaces,
-                                              uint32_t mode, std::array<double, 6> weights,
-                                              uint32_t aspect, uint32_t scale);
-    std::vector<CropRect>& rank_candidates(uint32_t count, std::vector<CropRect>& candidates,
+    std::vector<CropRect>& select_suggestions(uint32_t count, const ConstCellRange& cells,
+                                              bool useFaces, uint32_t mode,
+                                              std::array<double, 6> weights);
+    // The records are read in place; only the picked ones are copied out,
+    // with the blended score of this query.
+    std::vector<CropRect>& rank_candidates(uint32_t count,
+                                           const std::vector<const CropRect*>& candidates,
                                            const std::array<double, 6>& weights);
     // `order`: (score, index into candidates), best first.
-    std::vector<CropRect>& pick_diverse(std::vector<CropRect>& candidates,
+    std::vector<CropRect>& pick_diverse(const std::vector<const CropRect*>& candidates,
                                         const std::vector<std::pair<double, uint32_t>>& order,
                                         uint32_t count, float overlapLimit, float keepFraction,
                                         float reachFraction, uint32_t mode);

@@ -21,28 +21,9 @@ bool higher(double a, double b) {
     return a > b;
 }
 
-// Calls `visit` on every record of the index range, by row, cell, position.
-template <class Table, class Visit>
-void for_each_in_range(Table& table, uint32_t aspect, uint32_t scale, Visit visit) {
-    // An index past the table, or a row without cells, is an empty range.
-    const size_t firstRow = aspect == kAllIndices ? 0 : aspect;
-    const size_t lastRow =
-        aspect == kAllIndices ? table.size() : std::min<size_t>(aspect + 1, table.size());
-    for (size_t a = firstRow; a < lastRow; ++a) {
-        auto& row = table[a];
-        const size_t firstCell = scale == kAllIndices ? 0 : scale;
-        const size_t lastCell =
-            scale == kAllIndices ? row.size() : std::min<size_t>(scale + 1, row.size());
-        for (size_t s = firstCell; s < lastCell; ++s) {
-            for (auto& record : row[s]) visit(record);
-        }
-    }
-}
-
 }  // namespace
 
-void CropAnalyzer::score_candidates(bool useFaces, CropTable& table, uint32_t aspect,
-                                    uint32_t scale) {
+void CropAnalyzer::score_candidates(bool useFaces, const CellRange& cells) {
     std::vector<RectOfInterest> soft;
     for (const RectOfInterest& r : roiList) {
         if (!applies(r, useFaces) || (r.kind != eRoiWanted && r.kind != eRoiUnwanted)) continue;
@@ -67,29 +48,35 @@ void CropAnalyzer::score_candidates(bool useFaces, CropTable& table, uint32_t as
             bounds.bottom = std::max(bounds.bottom, r.bottom);
         }
     }
-    for_each_in_range(table, aspect, scale, [&](CropRect& record) {
-        compute_features(record);
-        record.roiScore = soft.empty() ? 1.0 : roi_score(record, soft, bounds);
-    });
+    for (CropCell* cell : cells) {
+        for (CropRect& record : *cell) {
+            compute_features(record);
+            record.roiScore = soft.empty() ? 1.0 : roi_score(record, soft, bounds);
+        }
+    }
 }
 
-std::vector<CropRect>& CropAnalyzer::select_suggestions(uint32_t count, const CropTable& table,
+std::vector<CropRect>& CropAnalyzer::select_suggestions(uint32_t count, const ConstCellRange& cells,
                                                         bool useFaces, uint32_t mode,
-                                                        std::array<double, 6> weights,
-                                                        uint32_t aspect, uint32_t scale) {
+                                                        std::array<double, 6> weights) {
     std::vector<RectOfInterest> hard;
     for (const RectOfInterest& r : roiList) {
         if (applies(r, useFaces) && (r.kind == eRoiRequired || r.kind == eRoiForbidden))
             hard.push_back(r);
     }
-    std::vector<CropRect> kept;
-    for_each_in_range(table, aspect, scale, [&](const CropRect& record) {
+    auto honours = [&](const CropRect& record) {
         for (const RectOfInterest& k : hard) {
             const float inside = covered_fraction(record, k);
-            if (k.kind == eRoiRequired ? inside != 1.0f : inside != 0.0f) return;
+            if (k.kind == eRoiRequired ? inside != 1.0f : inside != 0.0f) return false;
         }
-        kept.push_back(record);
-    });
+        return true;
+    };
+    std::vector<const CropRect*> kept;
+    for (const CropCell* cell : cells) {
+        for (const CropRect& record : *cell) {
+            if (honours(record)) kept.push_back(&record);
+        }
+    }
     // Modes 1 to 3 rank on one feature (with the rectangles of interest).
     static const int kCleared[4][4] = {{}, {1, 2, 3, 4}, {0, 2, 3, 4}, {0, 1, 3, 4}};
     if (mode >= 1 && mode <= 3) {
@@ -107,13 +94,14 @@ void log_rank(std::vector<std::pair<float, uint32_t>>& pairs, std::vector<float>
     }
 }
 
-std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count, std::vector<CropRect>& F,
+std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count,
+                                                     const std::vector<const CropRect*>& F,
                                                      const std::array<double, 6>& weights) {
     const size_t n = F.size();
     auto ranks = [&](double CropRect::*field) {
         std::vector<std::pair<float, uint32_t>> pairs(n);
         for (size_t i = 0; i < n; ++i)
-            pairs[i] = {static_cast<float>(F[i].*field), static_cast<uint32_t>(i)};
+            pairs[i] = {static_cast<float>(F[i]->*field), static_cast<uint32_t>(i)};
         std::vector<float> r(n);
         log_rank(pairs, r);
         return r;
@@ -131,10 +119,9 @@ std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count, std::vector
         double s = R0[i] * weights[0] + R1[i] * weights[1] + R2[i] * weights[2];
         if (weights[3] > 0) s += R3[i] * weights[3];
         if (weights[4] > 0) s += R4[i] * weights[4];
-        s = (s + (F[i].wellCovered ? 1.0 : 0.0)) * 0.5;
-        const double roi = static_cast<float>(F[i].roiScore);
+        s = (s + (F[i]->wellCovered ? 1.0 : 0.0)) * 0.5;
+        const double roi = static_cast<float>(F[i]->roiScore);
         s = (roi * weights[5] + s) / (weights[5] + 1.0);
-        F[i].score = s;
         order[i] = {s, static_cast<uint32_t>(i)};
     }
     std::sort(order.begin(), order.end(),
@@ -143,30 +130,38 @@ std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count, std::vector
 }
 
 std::vector<CropRect>& CropAnalyzer::pick_diverse(
-    std::vector<CropRect>& F, const std::vector<std::pair<double, uint32_t>>& order, uint32_t count,
-    float overlapLimit, float keepFraction, float reachFraction, uint32_t mode) {
+    const std::vector<const CropRect*>& F, const std::vector<std::pair<double, uint32_t>>& order,
+    uint32_t count, float overlapLimit, float keepFraction, float reachFraction, uint32_t mode) {
     const size_t n = F.size();
     const float kept = static_cast<float>(n) * keepFraction;
-    const size_t keep = kept > 200.0f ? static_cast<size_t>(kept) : n;
+    const size_t keep = std::min(kept > 200.0f ? static_cast<size_t>(kept) : n, order.size());
     const float reach = std::max(1.0f, static_cast<float>(keep) * reachFraction);
 
-    std::vector<CropRect> T;
-    T.reserve(keep);
-    for (size_t i = 0; i < keep && i < order.size(); ++i) T.push_back(F[order[i].second]);
+    // Candidates are named by their place in `order`; a record is read
+    // through it and copied only when it is picked.
+    auto rect = [&](size_t k) -> const CropRect& { return *F[order[k].second]; };
+    auto picked = [&](size_t k) {
+        CropRect r = rect(k);
+        r.score = order[k].first;
+        return r;
+    };
     suggestions.clear();
     if (keep < count) {
-        suggestions = std::move(T);
+        for (size_t k = 0; k < keep; ++k) suggestions.push_back(picked(k));
         return suggestions;
     }
 
     // Only the first `count` clusters can be visited before the list is
     // full (every seed is taken before any second member), so forming more
     // would not change the answer.
-    std::vector<std::vector<CropRect>> clusters;
+    std::vector<size_t> T(keep);
+    for (size_t k = 0; k < keep; ++k) T[k] = k;
+    std::vector<std::vector<size_t>> clusters;
     while (!T.empty() && clusters.size() < count) {
-        std::vector<CropRect> cluster{T[0]}, rest;
+        std::vector<size_t> cluster{T[0]}, rest;
         for (size_t i = 1; i < T.size(); ++i) {
-            if (overlap_iou(T[0], T[i]) > overlapLimit && static_cast<float>(i) < reach) {
+            if (overlap_iou(rect(T[0]), rect(T[i])) > overlapLimit &&
+                static_cast<float>(i) < reach) {
                 cluster.push_back(T[i]);
             } else {
                 rest.push_back(T[i]);
@@ -188,11 +183,10 @@ std::vector<CropRect>& CropAnalyzer::pick_diverse(
                 return r.score;
         }
     };
-    std::vector<size_t> next(clusters.size(), 0);
     const size_t N = clusters.size();
     size_t emptyVisits = 0;
     for (size_t t = 0; N > 0 && emptyVisits < N && suggestions.size() < count; ++t) {
-        std::vector<CropRect>& cluster = clusters[t % N];
+        std::vector<size_t>& cluster = clusters[t % N];
         if (cluster.empty()) {
             ++emptyVisits;
             continue;
@@ -200,10 +194,10 @@ std::vector<CropRect>& CropAnalyzer::pick_diverse(
         size_t pick = 0;
         if (mode >= 1 && mode <= 3) {
             for (size_t i = 1; i < cluster.size(); ++i) {
-                if (field(cluster[i]) > field(cluster[pick])) pick = i;
+                if (field(rect(cluster[i])) > field(rect(cluster[pick]))) pick = i;
             }
         }
-        suggestions.push_back(cluster[pick]);
+        suggestions.push_back(picked(cluster[pick]));
         cluster.erase(cluster.begin() + static_cast<std::ptrdiff_t>(pick));
         emptyVisits = 0;
     }

@@ -187,32 +187,25 @@ const CropCell& RandomCropGenerator::CropsForSize(double cropWidth, double cropH
     return BuildCell(aspectIndex, scaleIndex);
 }
 
-const std::vector<CropRect>& RandomCropGenerator::FlattenEnabled(uint32_t aspectIndex) {
-    flatCrops.clear();
-    // An empty table or an index past it is an empty range, not a wrap-around.
-    uint32_t first = 0;
-    uint32_t last = static_cast<uint32_t>(cropTable.size());
-    if (aspectIndex != kAllIndices) {
-        first = aspectIndex;
-        last = aspectIndex < cropTable.size() ? aspectIndex + 1 : aspectIndex;
+CellRange RandomCropGenerator::Cells(uint32_t aspectIndex, uint32_t scaleIndex) {
+    CellRange cells;
+    // An index past the table, or a row without cells, is an empty range.
+    const size_t firstRow = aspectIndex == kAllIndices ? 0 : aspectIndex;
+    const size_t lastRow = aspectIndex == kAllIndices
+                               ? cropTable.size()
+                               : std::min<size_t>(size_t{aspectIndex} + 1, cropTable.size());
+    for (size_t a = firstRow; a < lastRow; ++a) {
+        CropRow& row = cropTable[a];
+        const size_t firstCell = scaleIndex == kAllIndices ? 0 : scaleIndex;
+        const size_t lastCell = scaleIndex == kAllIndices
+                                    ? row.size()
+                                    : std::min<size_t>(size_t{scaleIndex} + 1, row.size());
+        for (size_t s = firstCell; s < lastCell; ++s) cells.push_back(&row[s]);
     }
-    size_t total = 0;
-    for (uint32_t a = first; a < last; ++a) {
-        for (const CropCell& cell : cropTable[a]) total += cell.size();
-    }
-    flatCrops.reserve(total);
-    for (uint32_t a = first; a < last; ++a) {
-        if (a >= aspectRatios.size() || !aspectRatios[a].enabled) continue;
-        const CropRow& row = cropTable[a];
-        for (uint32_t s = 0; s < row.size() && s < scaleRatios.size(); ++s) {
-            if (scaleRatios[s].enabled)
-                flatCrops.insert(flatCrops.end(), row[s].begin(), row[s].end());
-        }
-    }
-    return flatCrops;
+    return cells;
 }
 
-void RandomCropGenerator::CopyEnabled(CropTable& target, uint32_t aspectIndex) const {
+ConstCellRange RandomCropGenerator::EnabledCells(uint32_t aspectIndex) const {
     const uint64_t rows = cropTable.size();
     uint64_t first = 0;
     uint64_t last = rows;
@@ -224,16 +217,15 @@ void RandomCropGenerator::CopyEnabled(CropTable& target, uint32_t aspectIndex) c
         throw Wefty::exception(eInvalidRequest, "invalid Croprects start or end index", 141,
                                "source/RandomCropGenerator");
     }
-    target.clear();
-    target.reserve(rows);
+    ConstCellRange cells;
     for (uint64_t a = first; a < last; ++a) {
         if (a >= aspectRatios.size() || !aspectRatios[a].enabled) continue;
-        CropRow& out = target.emplace_back();
         const CropRow& row = cropTable[a];
         for (uint32_t s = 0; s < row.size() && s < scaleRatios.size(); ++s) {
-            if (scaleRatios[s].enabled) out.push_back(row[s]);
+            if (scaleRatios[s].enabled) cells.push_back(&row[s]);
         }
     }
+    return cells;
 }
 
 }  // namespace smartCrop

@@ -13,6 +13,11 @@ namespace smartCrop {
 using CropCell = std::vector<CropRect>;
 using CropRow = std::vector<CropCell>;
 using CropTable = std::vector<CropRow>;
+// Cells of the table handed to a later stage in place: the generator owns the
+// records, scoring fills their features, selection reads them. Nothing is
+// copied back and forth.
+using CellRange = std::vector<CropCell*>;
+using ConstCellRange = std::vector<const CropCell*>;
 
 class RandomCropGenerator {
 public:
@@ -35,12 +40,15 @@ public:
     // Finds or appends the ratio and the scale of an exact crop size and builds that cell.
     const CropCell& CropsForSize(double cropWidth, double cropHeight, uint32_t& aspectIndex,
                                  uint32_t& scaleIndex);
-    // Every record of the enabled cells of one row, or of all rows for kAllIndices.
-    const std::vector<CropRect>& FlattenEnabled(uint32_t aspectIndex);
-    // Replaces `target` by the enabled rows and cells, renumbered without gaps.
-    void CopyEnabled(CropTable& target, uint32_t aspectIndex) const;
+    // The made cells of an index range (kAllIndices: every row, or every
+    // cell of a row), whether enabled or not: the cells a query scores. A
+    // range past the table is empty.
+    CellRange Cells(uint32_t aspectIndex, uint32_t scaleIndex);
+    // The enabled cells of one row, or of all rows for kAllIndices, in table
+    // order: the cells a query ranks or hands out. An index past the table
+    // is a fault of the caller.
+    ConstCellRange EnabledCells(uint32_t aspectIndex) const;
 
-    CropTable& Table() { return cropTable; }
     const CropTable& Table() const { return cropTable; }
     double MatchTolerance() const { return matchTolerance; }
     uint32_t GridSteps() const { return gridSteps; }
@@ -56,7 +64,6 @@ private:
     uint64_t height;
     std::vector<RatioEntry> aspectRatios;
     std::vector<RatioEntry> scaleRatios;
-    std::vector<CropRect> flatCrops;
     double matchTolerance;
     CropTable cropTable;
     uint32_t gridSteps;

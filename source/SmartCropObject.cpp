@@ -247,7 +247,7 @@ void SmartCrop::PrepareCandidates(const SuggestionParams& request, uint32_t& asp
     } else {
         generator->BuildAll();
     }
-    analyzer->score_candidates(request.useFaces, generator->Table(), aspectIndex, scaleIndex);
+    analyzer->score_candidates(request.useFaces, generator->Cells(aspectIndex, scaleIndex));
 }
 
 eErrorCode SmartCrop::GetAllCrops(ICropRects** out, const SuggestionParams* request) {
@@ -259,9 +259,9 @@ eErrorCode SmartCrop::GetAllCrops(ICropRects** out, const SuggestionParams* requ
         uint32_t aspectIndex = kAllIndices, scaleIndex = kAllIndices;
         // Always per aspect ratio: an exact size is refused, a ratio widens to all.
         PrepareCandidates(*request, aspectIndex, scaleIndex, true);
-        const std::vector<CropRect>& flat = generator->FlattenEnabled(kAllIndices);
         std::unique_ptr<CCropRects, ReleaseDeleter> list(new CCropRects);
-        list->Append(flat.begin(), flat.end());
+        for (const CropCell* cell : generator->EnabledCells(kAllIndices))
+            list->Append(cell->begin(), cell->end());
         *out = list.release();
     });
 }
@@ -278,24 +278,20 @@ eErrorCode SmartCrop::GetSuggestions(ICropRects** out, const SelectionParams* se
         std::unique_ptr<CCropRects, ReleaseDeleter> list(new CCropRects);
         std::array<double, 6> weights;
         std::copy(std::begin(selection->weights), std::end(selection->weights), weights.begin());
-        auto select = [&](const CropTable& table, uint32_t a, uint32_t s) {
+        auto select = [&](const ConstCellRange& cells) {
             const std::vector<CropRect>& picked = analyzer->select_suggestions(
-                selection->count, table, request->useFaces, selection->mode, weights, a, s);
+                selection->count, cells, request->useFaces, selection->mode, weights);
             list->Append(picked.begin(), picked.end());
         };
         if (FittingExactSize(*request)) {
-            select(generator->Table(), aspectIndex, scaleIndex);
+            const CellRange cell = generator->Cells(aspectIndex, scaleIndex);
+            select(ConstCellRange(cell.begin(), cell.end()));
         } else if (!selection->perAspectRatio) {
-            CropTable filtered;
-            generator->CopyEnabled(filtered, aspectIndex);
-            select(filtered, kAllIndices, kAllIndices);
+            select(generator->EnabledCells(aspectIndex));
         } else {
-            const std::vector<RatioEntry> aspects = generator->GetAspectRatios();
-            CropTable filtered;
+            const std::vector<RatioEntry>& aspects = generator->GetAspectRatios();
             for (uint32_t i = 0; i < aspects.size(); ++i) {
-                if (!aspects[i].enabled) continue;
-                generator->CopyEnabled(filtered, i);
-                select(filtered, kAllIndices, kAllIndices);
+                if (aspects[i].enabled) select(generator->EnabledCells(i));
             }
         }
         *out = list.release();

@@ -37,9 +37,6 @@ public:
     eErrorCode ScoreCrop(CropRect* crop) override;
     const char* GetLastErrorText() override { return lastError.c_str(); }
 
-    RandomCropGenerator* Generator() { return generator.get(); }
-    CropAnalyzer* Analyzer() { return analyzer.get(); }
-
 private:
     SmartCrop();
     ~SmartCrop() override = default;

@@ -45,6 +45,13 @@ std::vector<CropRect> spread(int n) {
     return out;
 }
 
+// The ranking reads records in place.
+std::vector<const CropRect*> in_place(const std::vector<CropRect>& records) {
+    std::vector<const CropRect*> out;
+    for (const CropRect& r : records) out.push_back(&r);
+    return out;
+}
+
 TEST(LogRank, HandWorked) {
     std::vector<std::pair<float, uint32_t>> pairs = {{5, 0}, {1, 1}, {3, 2}, {9, 3}};
     std::vector<float> out(4);
@@ -57,17 +64,17 @@ TEST(LogRank, HandWorked) {
 
 TEST_F(Ranking, SingleCandidateComesBackWithNaN) {
     std::vector<CropRect> one = spread(1);
-    const auto& result = analyzer->rank_candidates(5, one, kWeights);
+    const auto& result = analyzer->rank_candidates(5, in_place(one), kWeights);
     ASSERT_EQ(result.size(), 1u);
     EXPECT_TRUE(std::isnan(result[0].score));
 }
 
 TEST_F(Ranking, CountZeroAndSmallListsWhole) {
     std::vector<CropRect> some = spread(50);
-    EXPECT_TRUE(analyzer->rank_candidates(0, some, kWeights).empty());
+    EXPECT_TRUE(analyzer->rank_candidates(0, in_place(some), kWeights).empty());
 
     std::vector<CropRect> many = spread(900);
-    const auto& all = analyzer->rank_candidates(1000, many, kWeights);
+    const auto& all = analyzer->rank_candidates(1000, in_place(many), kWeights);
     ASSERT_EQ(all.size(), 900u);  // fewer than asked: no diversity step
     for (size_t i = 1; i < all.size(); ++i) ASSERT_GE(all[i - 1].score, all[i].score);
     EXPECT_EQ(all[0].left, 899 * 3);
@@ -75,7 +82,7 @@ TEST_F(Ranking, CountZeroAndSmallListsWhole) {
 
 TEST_F(Ranking, AboveAThousandOnlyTheBestFifthTakePart) {
     std::vector<CropRect> many = spread(1500);
-    const auto& best = analyzer->rank_candidates(2000, many, kWeights);
+    const auto& best = analyzer->rank_candidates(2000, in_place(many), kWeights);
     ASSERT_EQ(best.size(), 300u);
     EXPECT_EQ(best.back().left, 1200 * 3);  // the 300th best
 }
@@ -89,7 +96,7 @@ TEST_F(Ranking, NearDuplicatesFormOneCluster) {
         near[i].bottom = 99;
         near[i].aestheticScore = near[i].coverageScore = near[i].borderScore = i;
     }
-    const auto& three = analyzer->rank_candidates(3, near, kWeights);
+    const auto& three = analyzer->rank_candidates(3, in_place(near), kWeights);
     ASSERT_EQ(three.size(), 3u);
     EXPECT_EQ(three[0].left, 9);
     EXPECT_EQ(three[1].left, 8);
@@ -99,7 +106,7 @@ TEST_F(Ranking, NearDuplicatesFormOneCluster) {
     near.push_back(near[0]);
     near.back().left = 300;
     near.back().right = 310;
-    const auto& two = analyzer->rank_candidates(2, near, kWeights);
+    const auto& two = analyzer->rank_candidates(2, in_place(near), kWeights);
     ASSERT_EQ(two.size(), 2u);
     EXPECT_LE(overlap_iou(two[0], two[1]), 0.83f);
 }
@@ -107,13 +114,11 @@ TEST_F(Ranking, NearDuplicatesFormOneCluster) {
 TEST_F(Ranking, ModesRankOnOneFeature) {
     std::vector<CropRect> c = spread(20);
     for (int i = 0; i < 20; ++i) c[i].borderScore = 19 - i;  // border prefers the first
-    CropTable table = {{c}};
-    const auto& byBorder =
-        analyzer->select_suggestions(1, table, false, 3, kWeights, kAllIndices, kAllIndices);
+    const ConstCellRange cells = {&c};
+    const auto& byBorder = analyzer->select_suggestions(1, cells, false, 3, kWeights);
     ASSERT_EQ(byBorder.size(), 1u);
     EXPECT_EQ(byBorder[0].left, 0);
-    const auto& byAesthetic =
-        analyzer->select_suggestions(1, table, false, 1, kWeights, kAllIndices, kAllIndices);
+    const auto& byAesthetic = analyzer->select_suggestions(1, cells, false, 1, kWeights);
     EXPECT_EQ(byAesthetic[0].left, 19 * 3);
 }
 

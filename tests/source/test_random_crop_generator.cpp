@@ -11,7 +11,6 @@
 namespace {
 
 using smartCrop::CropCell;
-using smartCrop::CropTable;
 using smartCrop::kAllIndices;
 using smartCrop::RandomCropGenerator;
 using smartCrop::RatioEntry;
@@ -129,7 +128,7 @@ TEST(RandomCropGenerator, MatchesWithinToleranceAndAppendsNewRatios) {
     EXPECT_EQ(gen.GetAspectRatios().size(), 4u);
 }
 
-TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenCopyingOut) {
+TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenHandingOut) {
     auto gen = MakeGenerator(400, 300, {1.0, 1.5, 0.75}, {1.0, 0.8});
     gen.BuildAll();
     const size_t cellSize = gen.Table()[1][1].size();
@@ -137,22 +136,19 @@ TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenCopyingOut) {
     gen.SetScaleRatio(1.0, false);
     EXPECT_EQ(gen.Table()[1][1].size(), cellSize);  // the table is untouched
 
-    const auto& flat = gen.FlattenEnabled(kAllIndices);
-    EXPECT_EQ(flat.size(), gen.Table()[0][1].size() + gen.Table()[2][1].size());
-    EXPECT_TRUE(gen.FlattenEnabled(1).empty());
-
-    CropTable target(7);  // replaced, not appended to
-    gen.CopyEnabled(target, kAllIndices);
-    ASSERT_EQ(target.size(), 2u);  // disabled rows leave no gap
-    ASSERT_EQ(target[0].size(), 1u);
-    EXPECT_EQ(target[1][0].size(), gen.Table()[2][1].size());
-    EXPECT_EQ(target[1][0][0].right - target[1][0][0].left + 1,
-              gen.Table()[2][1][0].right - gen.Table()[2][1][0].left + 1);
-    gen.CopyEnabled(target, 1);
-    EXPECT_TRUE(target.empty());
+    const auto all = gen.EnabledCells(kAllIndices);
+    ASSERT_EQ(all.size(), 2u);  // disabled rows and cells leave no gap
+    EXPECT_EQ(all[0], &gen.Table()[0][1]);
+    EXPECT_EQ(all[1], &gen.Table()[2][1]);
+    EXPECT_TRUE(gen.EnabledCells(1).empty());
+    // Scoring reaches every made cell of its range, enabled or not.
+    EXPECT_EQ(gen.Cells(kAllIndices, kAllIndices).size(), 6u);
+    EXPECT_EQ(gen.Cells(1, kAllIndices).size(), 2u);
+    EXPECT_EQ(gen.Cells(1, 1).front(), &gen.Table()[1][1]);
+    EXPECT_TRUE(gen.Cells(3, 0).empty());
 
     try {
-        gen.CopyEnabled(target, 3);
+        gen.EnabledCells(3);
         FAIL() << "expected a range fault";
     } catch (const Wefty::exception& e) {
         EXPECT_EQ(e.code, smartCrop::eInvalidRequest);
@@ -165,7 +161,7 @@ TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenCopyingOut) {
 TEST(RandomCropGenerator, RepeatedBuildReturnsTheSameRecords) {
     auto gen = MakeGenerator(640, 480, {1.0}, {0.7});
     smartCrop::CropCell first = gen.BuildCell(0, 0);
-    gen.Table()[0][0][3].analysed = true;  // as if scored
+    (*gen.Cells(0, 0)[0])[3].analysed = true;  // as scoring does
     const smartCrop::CropCell& again = gen.BuildCell(0, 0);
     ASSERT_EQ(again.size(), first.size());
     EXPECT_TRUE(again[3].analysed);
