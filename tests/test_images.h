@@ -55,6 +55,41 @@ inline smartCrop::SmartCropParams ParamsOf(std::vector<smartCrop::RatioEntry>& a
     return p;
 }
 
+// A list the library answered, copied out and released; empty when there is none.
+template <class Record, class List>
+std::vector<Record> Records(List* list) {
+    std::vector<Record> out;
+    if (list == nullptr) return out;
+    if (list->GetCount() > 0) out.assign(list->GetRects(), list->GetRects() + list->GetCount());
+    list->Release();
+    return out;
+}
+
+inline std::vector<smartCrop::CropRect> Suggestions(
+    smartCrop::ISmartCrop* crop, const smartCrop::SuggestionParams& request,
+    const smartCrop::SelectionParams& selection = {}, smartCrop::eErrorCode* code = nullptr) {
+    smartCrop::ICropRects* out = nullptr;
+    const smartCrop::eErrorCode c = crop->GetSuggestions(&out, &selection, &request);
+    if (code != nullptr) *code = c;
+    return Records<smartCrop::CropRect>(out);
+}
+
+inline std::vector<smartCrop::CropRect> AllCrops(smartCrop::ISmartCrop* crop,
+                                                 const smartCrop::SuggestionParams& request = {},
+                                                 smartCrop::eErrorCode* code = nullptr) {
+    smartCrop::ICropRects* out = nullptr;
+    const smartCrop::eErrorCode c = crop->GetAllCrops(&out, &request);
+    if (code != nullptr) *code = c;
+    return Records<smartCrop::CropRect>(out);
+}
+
+// The object's rectangles of interest, the host's first, then the faces.
+inline std::vector<smartCrop::RectOfInterest> RectsOfInterest(smartCrop::ISmartCrop* crop) {
+    smartCrop::IRectsOfInterest* list = nullptr;
+    crop->GetRectsOfInterest(&list);
+    return Records<smartCrop::RectOfInterest>(list);
+}
+
 class Image {
 public:
     Image(int width, int height, const std::function<Rgb(int, int)>& colour = nullptr) {

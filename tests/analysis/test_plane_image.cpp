@@ -67,25 +67,6 @@ TEST(PlaneImage, PooledStatisticsCountCornersTwice) {
     EXPECT_NEAR(v1->planes[0][0], 0.56f, kStatTolerance);
 }
 
-TEST(PlaneImage, ReleaseAndWrapOwnership) {
-    PlaneImage empty;
-    release_image(empty);  // nothing held, nothing done
-    std::vector<float> memory(6, 1.0f);
-    const PlaneImage view = wrap_plane(3, 2, memory.data());
-    EXPECT_EQ(view.planeSize, 6);
-    EXPECT_EQ(view.integrals.size(), 1u);
-    EXPECT_EQ(view.crossIntegrals.size(), 1u);
-    EXPECT_TRUE(wrap_plane_bare(3, 2, memory.data()).integrals.empty());
-    PlaneImage owned;
-    make_image(owned, 4, 4, 3);
-    EXPECT_EQ(owned.crossIntegrals.size(), 6u);
-    make_image(owned, 2, 2, 1);  // frees what it held first
-    EXPECT_EQ(owned.planes.size(), 1u);
-    release_image(owned);
-    EXPECT_TRUE(owned.planes.empty());
-    EXPECT_EQ(owned.width, 2);  // sizes are kept
-}
-
 TEST(PlaneImage, NormalizeMinMax) {
     float same[] = {3, 3, 3};
     normalize_min_max(same, 3);
@@ -108,18 +89,6 @@ TEST(PlaneImage, NormalizeRowsDampsStrongRows) {
     EXPECT_FLOAT_EQ(plane[2], 0.05f / floor);
     EXPECT_FLOAT_EQ(plane[4], 1.0f / (3.5f + floor));
     EXPECT_FLOAT_EQ(plane[6], 0.01f / (3.5f + floor));
-}
-
-TEST(PlaneImage, ElementwiseOperationsOnPlaneZero) {
-    std::vector<float> a = {1, 2, 3}, b = {4, 5, 6}, out(3);
-    PlaneImage va = wrap_plane(3, 1, a.data()), vb = wrap_plane(3, 1, b.data());
-    PlaneImage vo = wrap_plane(3, 1, out.data());
-    multiply_images(va, vb, vo);
-    EXPECT_EQ(out, (std::vector<float>{4, 10, 18}));
-    accumulate_image(va, vb);
-    EXPECT_EQ(b, (std::vector<float>{5, 7, 9}));
-    scale_accumulate_image(va, vb, 0.5f);
-    EXPECT_EQ(b, (std::vector<float>{5.5f, 8, 10.5f}));
 }
 
 TEST(PlaneImage, SobelOnARampAndReplicatedBorders) {

@@ -104,49 +104,6 @@ TEST(Convolution, PaddingAndPartialWindows) {
     EXPECT_EQ(run(p, partial, {&wide}), (std::vector<float>{3, 2}));
 }
 
-// The sum of each position runs over channel, kernel row, kernel column in
-// one float accumulator (padding reads as 0), then adds to the output and the
-// bias: bit for bit. The shapes cover whole and partial groups of positions
-// and of outputs, strides and padding.
-TEST(Convolution, AccumulationOrderIsExact) {
-    struct Shape {
-        uint64_t W, H, C, O, k, s, pad;
-    };
-    for (const Shape& t :
-         {Shape{10, 7, 3, 4, 3, 1, 0}, Shape{13, 6, 2, 7, 3, 1, 1}, Shape{17, 9, 3, 5, 3, 2, 1},
-          Shape{9, 9, 4, 1, 2, 1, 0}, Shape{11, 5, 3, 6, 1, 1, 0}, Shape{3, 3, 2, 2, 1, 2, 1}}) {
-        std::vector<float> values(t.W * t.H * t.C), weights(t.O * t.C * t.k * t.k), biases(t.O);
-        for (size_t i = 0; i < values.size(); ++i) values[i] = std::sin(1.7f * i) * 3.1f;
-        for (size_t i = 0; i < weights.size(); ++i) weights[i] = std::cos(0.9f * i) / 7.0f;
-        for (size_t i = 0; i < biases.size(); ++i) biases[i] = 0.25f * i;
-        Given x({t.W, t.H, t.C}, values);
-        layer_test_conv3d<float> layer;
-        layer_model_conv3d record = conv(t.O, t.C, t.k, t.k, t.s, weights, biases);
-        record.pad0_low = record.pad0_high = record.pad1_low = record.pad1_high = t.pad;
-        const auto y = run(layer, record, {&x});
-        const int64_t Y0 = (t.W + 2 * t.pad - t.k) / t.s + 1,
-                      Y1 = (t.H + 2 * t.pad - t.k) / t.s + 1;
-        ASSERT_EQ(y.size(), static_cast<size_t>(Y0 * Y1 * t.O));
-        for (int64_t o = 0; o < static_cast<int64_t>(t.O); ++o)
-            for (int64_t r = 0; r < Y1; ++r)
-                for (int64_t c = 0; c < Y0; ++c) {
-                    float a = 0.0f;
-                    for (int64_t ch = 0; ch < static_cast<int64_t>(t.C); ++ch)
-                        for (int64_t i = 0; i < static_cast<int64_t>(t.k); ++i)
-                            for (int64_t j = 0; j < static_cast<int64_t>(t.k); ++j) {
-                                const int64_t yy = r * t.s - t.pad + i, xx = c * t.s - t.pad + j;
-                                const bool in = yy >= 0 && yy < static_cast<int64_t>(t.H) &&
-                                                xx >= 0 && xx < static_cast<int64_t>(t.W);
-                                const float v = in ? values[(ch * t.H + yy) * t.W + xx] : 0.0f;
-                                a += weights[((o * t.C + ch) * t.k + i) * t.k + j] * v;
-                            }
-                    a = a + 0.0f;
-                    ASSERT_EQ(y[(o * Y1 + r) * Y0 + c], a + biases[o])
-                        << t.W << "x" << t.H << ": " << o << " " << r << " " << c;
-                }
-    }
-}
-
 TEST(Convolution, AllocationMessages) {
     layer_test_conv3d<float> none;
     EXPECT_EQ(allocation_error(none, conv(1, 1, 1, 1, 1, {1}, {0}), {}),

@@ -52,25 +52,5 @@ TEST(Matrix, ZeroRowsHaveNoData) {
     EXPECT_EQ(s.tellg(), 16);
 }
 
-TEST(Matrix, MovesAndPrint) {
-    matrix a(1, 2);
-    a.at(0, 1) = 3.5f;
-    matrix b;
-    b = std::move(a);
-    EXPECT_FALSE(a.has_data());
-    EXPECT_EQ(a.rows, 1);  // the source keeps its dimensions
-    EXPECT_EQ(b.at(0, 1), 3.5f);
-    matrix c(std::move(b));
-    EXPECT_EQ(b.rows, 0);
-    EXPECT_FALSE(b.has_data());
-
-    std::ostringstream values, header;
-    std::streambuf* old = std::cout.rdbuf(header.rdbuf());
-    c.print(values);
-    std::cout.rdbuf(old);
-    EXPECT_EQ(header.str(), "[1,2]\n");  // the header goes to the standard output
-    EXPECT_EQ(values.str(), "0 3.5 \n");
-}
-
 }  // namespace
 }  // namespace mp

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "SmartCrop.h"
+#include "test_images.h"
 
 namespace test {
 
@@ -34,23 +35,10 @@ inline smartCrop::eErrorCode Suggest(smartCrop::ISmartCrop* crop, bool useFaces,
     request.aspectRatio = aspectRatio;
     smartCrop::SelectionParams selection;
     selection.count = 3;
-    smartCrop::ICropRects* list = nullptr;
-    const smartCrop::eErrorCode code = crop->GetSuggestions(&list, &selection, &request);
-    if (list != nullptr) {
-        if (out != nullptr) out->assign(list->GetRects(), list->GetRects() + list->GetCount());
-        list->Release();
-    }
+    smartCrop::eErrorCode code;
+    std::vector<smartCrop::CropRect> answer = Suggestions(crop, request, selection, &code);
+    if (out != nullptr) *out = std::move(answer);
     return code;
-}
-
-// The object's rectangles of interest, the host's first, then the faces.
-inline std::vector<smartCrop::RectOfInterest> RectsOfInterest(smartCrop::ISmartCrop* crop) {
-    smartCrop::IRectsOfInterest* list = nullptr;
-    std::vector<smartCrop::RectOfInterest> out;
-    if (crop->GetRectsOfInterest(&list) != smartCrop::eSuccess || list == nullptr) return out;
-    out.assign(list->GetRects(), list->GetRects() + list->GetCount());
-    list->Release();
-    return out;
 }
 
 }  // namespace test

@@ -76,11 +76,7 @@ TEST(FaceQueries, FacesCountOnceAndSteerTheSuggestions) {
         // A second query adds nothing; a query without faces ignores the face.
         ASSERT_EQ(e.Query(true), eSuccess);
         EXPECT_EQ(e.Rects().size(), 2u);
-        ICropRects* all = nullptr;
-        SuggestionParams request;
-        ASSERT_EQ(e.crop->GetAllCrops(&all, &request), eSuccess);
-        for (uint64_t i = 0; i < all->GetCount(); ++i) ASSERT_EQ(all->GetRects()[i].roiScore, 1.0);
-        all->Release();
+        for (const CropRect& r : test::AllCrops(e.crop)) ASSERT_EQ(r.roiScore, 1.0);
 
         // The path is read once: a later one changes nothing.
         SetFaceDetectorConfigDir((dir / "no-such-config").c_str());

@@ -47,47 +47,23 @@ void expect_same(const DecodedImage& ours, const cv::Mat& reference) {
     EXPECT_EQ(cv::norm(as_bgr(ours), reference, cv::NORM_INF), 0.0);
 }
 
-// A JPEG with an EXIF block holding only the orientation.
-Bytes with_orientation(const Bytes& jpeg, uint16_t orientation) {
-    const uint8_t exif[] = {0xFF,
-                            0xE1,
-                            0,
-                            34,
-                            'E',
-                            'x',
-                            'i',
-                            'f',
-                            0,
-                            0,
-                            'I',
-                            'I',
-                            42,
-                            0,
-                            8,
-                            0,
-                            0,
-                            0,  // TIFF header, IFD at 8
-                            1,
-                            0,  // one entry
-                            0x12,
-                            0x01,
-                            3,
-                            0,
-                            1,
-                            0,
-                            0,
-                            0,  // 0x0112 SHORT x1
-                            static_cast<uint8_t>(orientation),
-                            0,
-                            0,
-                            0,
-                            0,
-                            0,
-                            0,
-                            0};  // no next IFD
-    Bytes out(jpeg.begin(), jpeg.begin() + 2);
-    out.insert(out.end(), std::begin(exif), std::end(exif));
-    out.insert(out.end(), jpeg.begin() + 2, jpeg.end());
+// A JPEG with an EXIF block holding only the orientation: the APP1 marker
+// and length, "Exif", a little-endian TIFF header with its directory at 8,
+// one entry (0x0112, SHORT, count 1) and no next directory.
+Bytes with_orientation(const Bytes& jpeg, uint8_t orientation) {
+    const std::string exif(
+        "\xFF\xE1\x00\x22"
+        "Exif\0\0"
+        "II\x2A\x00\x08\x00\x00\x00"
+        "\x01\x00"
+        "\x12\x01\x03\x00\x01\x00\x00\x00",
+        28);
+    const uint8_t entry[8] = {orientation, 0, 0, 0, 0, 0, 0, 0};
+    Bytes out(jpeg.size() + exif.size() + 8);
+    std::copy(jpeg.begin(), jpeg.begin() + 2, out.begin());
+    std::copy(exif.begin(), exif.end(), out.begin() + 2);
+    std::copy(entry, entry + 8, out.begin() + 30);
+    std::copy(jpeg.begin() + 2, jpeg.end(), out.begin() + 38);
     return out;
 }
 

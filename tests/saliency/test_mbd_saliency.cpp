@@ -61,44 +61,6 @@ TEST(MbdSaliency, UniformImageGivesZerosAtInputSize) {
     EXPECT_EQ(cv::countNonZero(map), 0);
 }
 
-TEST(MbdSaliency, DarkObjectOutranksLightBackground) {
-    for (bool bias : {false, true}) {
-        cv::Mat image = grey3(200, 320, 220);
-        // Slight texture so that the strip models are not degenerate.
-        for (int y = 0; y < image.rows; ++y)
-            for (int x = 0; x < image.cols; ++x)
-                image.at<cv::Vec3b>(y, x)[1] = static_cast<uint8_t>(215 + (x * 7 + y * 3) % 10);
-        cv::rectangle(image, cv::Rect(190, 60, 70, 80), cv::Scalar(30, 40, 60), cv::FILLED);
-        const cv::Mat map = compute_mbd_saliency(image, bias);
-        ASSERT_EQ(map.size(), image.size());
-        double minValue, maxValue;
-        cv::minMaxLoc(map, &minValue, &maxValue);
-        EXPECT_NEAR(maxValue, 1.0, 1e-6);
-        EXPECT_NEAR(minValue, 0.0, 1e-6);
-        const double object = cv::mean(map(cv::Rect(200, 70, 50, 60)))[0];
-        const double background = cv::mean(map(cv::Rect(10, 10, 100, 60)))[0];
-        EXPECT_GT(object, 0.6) << bias;
-        EXPECT_LT(background, 0.2) << bias;
-    }
-}
-
-TEST(MbdSaliency, ReconstructionsKeepThePeakAndFillTheHoles) {
-    cv::Mat image(9, 9, CV_8U, cv::Scalar(0));
-    image(cv::Rect(2, 2, 5, 5)).setTo(200);
-    image.at<uint8_t>(4, 4) = 50;  // a dark hole inside a bright plateau
-    const cv::Mat element =
-        cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(3, 3), cv::Point(1, 1));
-    const cv::Mat opened = reconstruct_by_dilation(image, element, 5);
-    const cv::Mat closed = reconstruct_by_erosion(image, element, 5);
-    // The marker is the plateau's 5 by 5 minimum, the hole: the opening
-    // lowers the whole plateau to it.
-    EXPECT_EQ(opened.at<uint8_t>(3, 3), 50);
-    cv::Mat above;
-    cv::compare(opened, image, above, cv::CMP_GT);
-    EXPECT_EQ(cv::countNonZero(above), 0);     // reconstruction never exceeds its mask
-    EXPECT_EQ(closed.at<uint8_t>(4, 4), 200);  // the hole is filled from its rim
-}
-
 // The plain definition of reconstruction: dilate (erode) the marker by the
 // element, bound it by the image, until nothing changes.
 cv::Mat reference_reconstruction(const cv::Mat& image, const cv::Mat& element, bool dilate) {

@@ -1,6 +1,7 @@
 // Every public operation turns what is thrown inside into a code and a text.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -8,61 +9,39 @@
 
 namespace {
 
-using smartCrop::eErrorCode;
-using smartCrop::RunFunnelled;
+using namespace smartCrop;
 
-TEST(ErrorFunnel, SuccessEmptiesTheText) {
-    std::string lastError = "stale";
-    EXPECT_EQ(RunFunnelled(lastError, [] {}), smartCrop::eSuccess);
-    EXPECT_EQ(lastError, "");
-}
-
-TEST(ErrorFunnel, ThrownCodeKeepsTheTextItsThrowerStored) {
-    std::string lastError = "stale";
-    EXPECT_EQ(
-        RunFunnelled(lastError,
-                     [&] { smartCrop::FailWith(lastError, "why", smartCrop::eInvalidRequest); }),
-        smartCrop::eInvalidRequest);
-    EXPECT_EQ(lastError, "why");
-    EXPECT_EQ(RunFunnelled(lastError, [] { throw smartCrop::eNotInitialised; }),
-              smartCrop::eNotInitialised);
-    EXPECT_EQ(lastError, "");  // emptied at the start, nothing set since
-}
-
-TEST(ErrorFunnel, BadAllocGivesSixAndLeavesTheText) {
-    std::string lastError = "stale";
-    EXPECT_EQ(RunFunnelled(lastError, [] { throw std::bad_alloc(); }), smartCrop::eOutOfMemory);
-    EXPECT_EQ(lastError, "");
-    EXPECT_EQ(RunFunnelled(lastError,
-                           [&] {
-                               lastError = "half done";
-                               throw std::bad_alloc();
-                           }),
-              smartCrop::eOutOfMemory);
-    EXPECT_EQ(lastError, "half done");
-}
-
-TEST(ErrorFunnel, WeftyExceptionGivesItsCodeAndText) {
+// (what the body does, the code, the text left behind) from a stale text.
+TEST(ErrorFunnel, EachThrownKindGivesItsCodeAndText) {
     std::string lastError;
-    EXPECT_EQ(RunFunnelled(lastError,
-                           [] {
-                               throw Wefty::exception(smartCrop::eInvalidRequest,
-                                                      "invalid Croprects start or end index", 141,
-                                                      "source/RandomCropGenerator");
-                           }),
-              smartCrop::eInvalidRequest);
-    EXPECT_EQ(lastError, "invalid Croprects start or end index");
-}
-
-TEST(ErrorFunnel, AnythingElseGivesOneWithNoText) {
-    std::string lastError = "stale";
-    EXPECT_EQ(RunFunnelled(lastError, [] { throw "RandomCropGenerator: error\n"; }),
-              smartCrop::eUnexpected);
-    EXPECT_EQ(lastError, "");
-    EXPECT_EQ(RunFunnelled(lastError, [] { throw std::runtime_error("x"); }),
-              smartCrop::eUnexpected);
-    EXPECT_EQ(RunFunnelled(lastError, [] { throw 42; }), smartCrop::eUnexpected);
-    EXPECT_EQ(lastError, "");
+    const struct {
+        std::function<void()> body;
+        eErrorCode code;
+        const char* text;
+    } cases[] = {
+        {[] {}, eSuccess, ""},
+        {[&] { FailWith(lastError, "why", eInvalidRequest); }, eInvalidRequest, "why"},
+        {[] { throw eNotInitialised; }, eNotInitialised, ""},  // emptied at the start
+        {[] { throw std::bad_alloc(); }, eOutOfMemory, ""},
+        {[&] {
+             lastError = "half done";  // out of memory leaves what was written
+             throw std::bad_alloc();
+         },
+         eOutOfMemory, "half done"},
+        {[] {
+             throw Wefty::exception(eInvalidRequest, "invalid Croprects start or end index", 141,
+                                    "source/RandomCropGenerator");
+         },
+         eInvalidRequest, "invalid Croprects start or end index"},
+        {[] { throw "RandomCropGenerator: error\n"; }, eUnexpected, ""},
+        {[] { throw std::runtime_error("x"); }, eUnexpected, ""},
+        {[] { throw 42; }, eUnexpected, ""},
+    };
+    for (const auto& c : cases) {
+        lastError = "stale";
+        EXPECT_EQ(RunFunnelled(lastError, c.body), c.code) << c.text;
+        EXPECT_EQ(lastError, c.text);
+    }
 }
 
 }  // namespace
