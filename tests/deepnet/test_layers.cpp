@@ -35,6 +35,13 @@ struct Given : layer_test_base<float> {
     void allocate(const layer_model_base&) override {}
 };
 
+// A fresh layer of the kind on the inputs; its output.
+template <class Layer>
+std::vector<float> run(const layer_model_base& record, std::vector<Given*> inputs) {
+    Layer layer;
+    return run(layer, record, inputs);
+}
+
 template <class Layer>
 std::vector<float> run(Layer& layer, const layer_model_base& record, std::vector<Given*> inputs) {
     for (Given* g : inputs) layer.inputs.push_back(g);
@@ -44,8 +51,8 @@ std::vector<float> run(Layer& layer, const layer_model_base& record, std::vector
 }
 
 template <class Layer>
-std::string allocation_error(Layer& layer, const layer_model_base& record,
-                             std::vector<Given*> inputs) {
+std::string allocation_error(const layer_model_base& record, std::vector<Given*> inputs) {
+    Layer layer;
     for (Given* g : inputs) layer.inputs.push_back(g);
     try {
         layer.allocate(record);
@@ -71,14 +78,13 @@ layer_model_conv3d conv(uint64_t cout, uint64_t cin, uint64_t k0, uint64_t k1, u
 
 TEST(Convolution, OneByOneIsTheWeightedChannelSum) {
     Given x({2, 2, 2}, {1, 2, 3, 4, 10, 20, 30, 40});
-    layer_test_conv3d<float> layer;
     const auto r = conv(1, 2, 1, 1, 1, {1, 1}, {0.5f});
-    EXPECT_EQ(run(layer, r, {&x}), (std::vector<float>{11.5f, 22.5f, 33.5f, 44.5f}));
+    EXPECT_EQ(run<layer_test_conv3d<float>>(r, {&x}),
+              (std::vector<float>{11.5f, 22.5f, 33.5f, 44.5f}));
 
     // Two groups of one channel each: each output sees its own channel only.
     Given x2({2, 1, 2}, {1, 2, 10, 20});
-    layer_test_conv3d<float> grouped;
-    EXPECT_EQ(run(grouped, conv(2, 2, 1, 1, 1, {2, 3}, {0, 0}, 2), {&x2}),
+    EXPECT_EQ(run<layer_test_conv3d<float>>(conv(2, 2, 1, 1, 1, {2, 3}, {0, 0}, 2), {&x2}),
               (std::vector<float>{2, 4, 30, 60}));
 }
 
@@ -88,8 +94,7 @@ TEST(Convolution, PaddingAndPartialWindows) {
     Given x({4, 1, 1}, {1, 2, 3, 4});
     auto r = conv(1, 1, 3, 1, 1, {1, 0, 0}, {0});
     r.pad0_low = r.pad0_high = 1;
-    layer_test_conv3d<float> layer;
-    EXPECT_EQ(run(layer, r, {&x}), (std::vector<float>{0, 1, 2, 3}));
+    EXPECT_EQ(run<layer_test_conv3d<float>>(r, {&x}), (std::vector<float>{0, 1, 2, 3}));
 
     EXPECT_EQ(window_positions(12, 0, 0, 3, 1, 1, "t"), 10u);
     EXPECT_EQ(window_positions(13, 0, 0, 3, 2, 1, "t"), 6u);
@@ -100,23 +105,19 @@ TEST(Convolution, PaddingAndPartialWindows) {
     auto partial = conv(1, 1, 3, 1, 2, {1, 1, 1}, {0});
     partial.kernel1 = 1;
     partial.pad_mode = 1;
-    layer_test_conv3d<float> p;
-    EXPECT_EQ(run(p, partial, {&wide}), (std::vector<float>{3, 2}));
+    EXPECT_EQ(run<layer_test_conv3d<float>>(partial, {&wide}), (std::vector<float>{3, 2}));
 }
 
 TEST(Convolution, AllocationMessages) {
-    layer_test_conv3d<float> none;
-    EXPECT_EQ(allocation_error(none, conv(1, 1, 1, 1, 1, {1}, {0}), {}),
+    EXPECT_EQ(allocation_error<layer_test_conv3d<float>>(conv(1, 1, 1, 1, 1, {1}, {0}), {}),
               "layer_test_conv3d::allocate(): Input size mismatch");
     Given x({3, 3, 2}, std::vector<float>(18));
-    layer_test_conv3d<float> wrong;
-    EXPECT_EQ(allocation_error(wrong, conv(1, 3, 1, 1, 1, {1, 1, 1}, {0}), {&x}),
+    EXPECT_EQ(allocation_error<layer_test_conv3d<float>>(conv(1, 3, 1, 1, 1, {1, 1, 1}, {0}), {&x}),
               "layer_test_conv3d::allocate(): input and model mismatch");
-    layer_test_conv3d<float> big;
-    EXPECT_EQ(allocation_error(big, conv(1, 2, 5, 5, 1, std::vector<float>(50), {0}), {&x}),
+    EXPECT_EQ(allocation_error<layer_test_conv3d<float>>(
+                  conv(1, 2, 5, 5, 1, std::vector<float>(50), {0}), {&x}),
               "layer_test_conv3d::allocate(): window larger than the padded input");
-    layer_test_conv3d<float> still;
-    EXPECT_EQ(allocation_error(still, conv(1, 2, 1, 1, 0, {1, 1}, {0}), {&x}),
+    EXPECT_EQ(allocation_error<layer_test_conv3d<float>>(conv(1, 2, 1, 1, 0, {1, 1}, {0}), {&x}),
               "layer_test_conv3d::allocate(): kernel and stride must be at least 1");
 }
 
@@ -129,14 +130,11 @@ TEST(LocalLayer, EachPositionHasItsOwnWeights) {
     r.out1 = 1;
     r.weights = {1, 2, 3};
     r.biases = {0.5f, 0, -1};
-    layer_test_local<float> layer;
-    EXPECT_EQ(run(layer, r, {&x}), (std::vector<float>{1.5f, 4, 8}));
+    EXPECT_EQ(run<layer_test_local<float>>(r, {&x}), (std::vector<float>{1.5f, 4, 8}));
     r.out1 = 7;  // one size matching is enough
-    layer_test_local<float> lenient;
-    EXPECT_EQ(run(lenient, r, {&x}).size(), 3u);
+    EXPECT_EQ(run<layer_test_local<float>>(r, {&x}).size(), 3u);
     r.out0 = 9;
-    layer_test_local<float> strict;
-    EXPECT_EQ(allocation_error(strict, r, {&x}),
+    EXPECT_EQ(allocation_error<layer_test_local<float>>(r, {&x}),
               "layer_test_local::allocate(): output and model mismatch");
 }
 
@@ -159,14 +157,12 @@ TEST(Deconvolution, ScattersWithAndWithoutOverlap) {
     Given line({2, 1, 1}, {1, 10});
     auto overlap = conv(1, 1, 3, 1, 2, {1, 1, 1}, {0});
     overlap.is_deconv = true;
-    layer_test_deconv3d<float> o;
-    EXPECT_EQ(run(o, overlap, {&line}), (std::vector<float>{1, 1, 11, 10, 10}));
+    EXPECT_EQ(run<layer_test_deconv3d<float>>(overlap, {&line}),
+              (std::vector<float>{1, 1, 11, 10, 10}));
     overlap.pad0_low = overlap.pad0_high = 1;
-    layer_test_deconv3d<float> cropped;
-    EXPECT_EQ(run(cropped, overlap, {&line}), (std::vector<float>{1, 11, 10}));
+    EXPECT_EQ(run<layer_test_deconv3d<float>>(overlap, {&line}), (std::vector<float>{1, 11, 10}));
     overlap.pad_mode = 1;
-    layer_test_deconv3d<float> caffe;
-    EXPECT_EQ(allocation_error(caffe, overlap, {&line}),
+    EXPECT_EQ(allocation_error<layer_test_deconv3d<float>>(overlap, {&line}),
               "compute_correlate_input_size: only support Caffe padding mode");
 }
 
@@ -177,16 +173,15 @@ TEST(Pooling, ClippedBordersAndDroppedColumns) {
     r.kernel1 = 1;
     r.stride0 = 2;
     r.stride1 = 1;
-    layer_test_poolmax3d<float> maxPool;
-    EXPECT_EQ(run(maxPool, r, {&x}), (std::vector<float>{5, 7}));  // the last column is dropped
+    EXPECT_EQ(run<layer_test_poolmax3d<float>>(r, {&x}),
+              (std::vector<float>{5, 7}));  // the last column is dropped
 
     // A corner window holding one element is divided by the whole kernel.
     Given square({2, 2, 1}, {4, 8, 12, 16});
     layer_model_poolavg3d a;
     a.kernel0 = a.kernel1 = a.stride0 = a.stride1 = 2;
     a.pad0_low = a.pad1_low = 1;
-    layer_test_poolavg3d<float> avg;
-    EXPECT_EQ(run(avg, a, {&square}), (std::vector<float>{1}));
+    EXPECT_EQ(run<layer_test_poolavg3d<float>>(a, {&square}), (std::vector<float>{1}));
 }
 
 TEST(Normalisation, ZeroStaysZeroAndTheWindowSpansAllChannels) {
@@ -196,8 +191,7 @@ TEST(Normalisation, ZeroStaysZeroAndTheWindowSpansAllChannels) {
     r.k = 0;
     r.alpha = 1;
     r.beta = 0.5f;
-    layer_test_normcross3d<float> layer;
-    const auto y = run(layer, r, {&x});
+    const auto y = run<layer_test_normcross3d<float>>(r, {&x});
     EXPECT_EQ(y[0], 0.0f);
     EXPECT_FLOAT_EQ(y[1], 2.0f / std::sqrt(5.0f));
     EXPECT_FLOAT_EQ(y[2], 1.0f / std::sqrt(5.0f));
@@ -205,13 +199,12 @@ TEST(Normalisation, ZeroStaysZeroAndTheWindowSpansAllChannels) {
 
 TEST(Softmax, EqualValuesAndMaps) {
     Given pair({2}, {3, 3});
-    layer_test_softmax<float> plain;
-    EXPECT_EQ(run(plain, layer_model_softmax(), {&pair}), (std::vector<float>{0.5f, 0.5f}));
+    EXPECT_EQ(run<layer_test_softmax<float>>(layer_model_softmax(), {&pair}),
+              (std::vector<float>{0.5f, 0.5f}));
 
     // Two pixels, two channels: a softmax across the channels of each pixel.
     Given map({2, 1, 2}, {0, 1, 0, 1});
-    layer_test_softmax_map<float> channels;
-    const auto y = run(channels, layer_model_softmax_map(), {&map});
+    const auto y = run<layer_test_softmax_map<float>>(layer_model_softmax_map(), {&map});
     EXPECT_EQ(y[0], 0.5f);
     EXPECT_EQ(y[2], 0.5f);
     EXPECT_FLOAT_EQ(y[1] + y[3], 1.0f);
@@ -219,14 +212,12 @@ TEST(Softmax, EqualValuesAndMaps) {
     Given runs({4}, {2, 2, 5, 1});
     layer_model_softmax_map2 g;
     g.group_size = 2;
-    layer_test_softmax_map2<float> groups;
-    const auto z = run(groups, g, {&runs});
+    const auto z = run<layer_test_softmax_map2<float>>(g, {&runs});
     EXPECT_EQ(z[0], 0.5f);
     EXPECT_EQ(z[1], 0.5f);
     EXPECT_FLOAT_EQ(z[2] + z[3], 1.0f);
     g.group_size = 0;  // would never end
-    layer_test_softmax_map2<float> zero;
-    EXPECT_EQ(allocation_error(zero, g, {&map}),
+    EXPECT_EQ(allocation_error<layer_test_softmax_map2<float>>(g, {&map}),
               "layer_test_softmax_map2::allocate(): group size must divide the map");
 }
 
@@ -243,11 +234,9 @@ TEST(ElementAndConcat, Operations) {
     }
     r.op = 7;
     r.coefficients = {1};
-    layer_test_element<float> copy;
-    EXPECT_EQ(run(copy, r, {&a}), (std::vector<float>{1, 5, 3}));
+    EXPECT_EQ(run<layer_test_element<float>>(r, {&a}), (std::vector<float>{1, 5, 3}));
     r.coefficients = {1, 1};
-    layer_test_element<float> twoInputs;
-    EXPECT_THROW(run(twoInputs, r, {&a, &b}), std::runtime_error);
+    EXPECT_THROW(run<layer_test_element<float>>(r, {&a, &b}), std::runtime_error);
 
     Given p({2, 1, 2}, {1, 2, 3, 4}), q({2, 1, 2}, {5, 6, 7, 8});
     const std::vector<float> byDim[] = {
@@ -255,16 +244,14 @@ TEST(ElementAndConcat, Operations) {
     for (uint64_t dim : {0, 1, 2}) {
         layer_model_concat c;
         c.concat_dim = dim;
-        layer_test_concat<float> layer;
-        EXPECT_EQ(run(layer, c, {&p, &q}), byDim[dim]) << dim;
+        EXPECT_EQ(run<layer_test_concat<float>>(c, {&p, &q}), byDim[dim]) << dim;
     }
     layer_model_concat far;
     far.name = "cat";
     far.concat_dim = 5;
-    layer_test_concat<float> capped;
     std::ostringstream out;
     std::streambuf* old = std::cout.rdbuf(out.rdbuf());
-    const auto y = run(capped, far, {&p, &q});
+    const auto y = run<layer_test_concat<float>>(far, {&p, &q});
     std::cout.rdbuf(old);
     EXPECT_EQ(out.str(), "Warning: [cat] concat_dim exceeds y_dim\n");
     EXPECT_EQ(y, byDim[2]);
@@ -276,21 +263,19 @@ TEST(FullyConnectedAndCost, TwoInputsAndLogisticCost) {
     r.output_size = 2;
     r.weights = {1, 0, 0, 0, 1, 0, /* block of b */ 1, 0, 0, 1};
     r.biases = {0.5f, -0.5f};
-    layer_test_fc<float> fc;
-    EXPECT_EQ(run(fc, r, {&a, &b}), (std::vector<float>{11.5f, 21.5f}));
+    EXPECT_EQ(run<layer_test_fc<float>>(r, {&a, &b}), (std::vector<float>{11.5f, 21.5f}));
 
     Given scores({2}, {0.25f, 0.75f}), label({1}, {1});
-    layer_test_cost_logreg<float> cost;
-    EXPECT_FLOAT_EQ(run(cost, layer_model_cost_logreg(), {&scores, &label})[0], -std::log(0.75f));
-    layer_test_cost_logreg<float> one;
-    EXPECT_EQ(allocation_error(one, layer_model_cost_logreg(), {&scores}),
+    EXPECT_FLOAT_EQ(
+        run<layer_test_cost_logreg<float>>(layer_model_cost_logreg(), {&scores, &label})[0],
+        -std::log(0.75f));
+    EXPECT_EQ(allocation_error<layer_test_cost_logreg<float>>(layer_model_cost_logreg(), {&scores}),
               "layer_test_logreg::allocate(): Incorrect input size");
 }
 
 TEST(Activation, RectifierAndUnsupportedTypes) {
     Given x({4}, {-1, 0, 2, -0.0f});
-    layer_test_activation<float> relu;
-    const auto y = run(relu, layer_model_activation(), {&x});
+    const auto y = run<layer_test_activation<float>>(layer_model_activation(), {&x});
     EXPECT_EQ(y, (std::vector<float>{0, 0, 2, 0}));
     EXPECT_TRUE(std::signbit(y[3]));  // -0.0 stays -0.0
     layer_model_activation tanh;

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "faces/cascade_model.h"
+#include "scratch_folder.h"
 #include "synthetic_detector.h"
 
 namespace smartCrop {
@@ -13,20 +14,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path temp_dir(const std::string& name) {
-    const fs::path dir =
-        fs::temp_directory_path() / ("smartcrop-" + name + "-" + std::to_string(::getpid()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
-    return dir;
-}
-
 void write(const fs::path& path, const std::string& text) {
     std::ofstream(path) << text;
 }
 
 TEST(CascadeConfiguration, TokensCommentsAndRecords) {
-    const fs::path dir = temp_dir("config");
+    const test::ScratchFolder dir("config");
     netwriter::NetworkWriter().data("in").save((dir / "a").string());
     netwriter::NetworkWriter().data("in").relu("r", "in").save((dir / "b.v2").string());
     netwriter::NetworkWriter().data("in").relu("r", "in").relu("s", "r").save(
@@ -47,24 +40,22 @@ TEST(CascadeConfiguration, TokensCommentsAndRecords) {
     EXPECT_EQ(resolve_model_path("x/y/model.v2.bin", "folder"), "folder/model.v2");
     EXPECT_EQ(config_folder("data/ovex3"), "data");
     EXPECT_EQ(config_folder("ovex3"), ".");
-    fs::remove_all(dir);
 }
 
 TEST(CascadeConfiguration, MissingOrEmptyConfigurationsAndModels) {
-    const fs::path dir = temp_dir("missing");
+    const test::ScratchFolder dir("missing");
     EXPECT_TRUE(CasCNNModel((dir / "nothing").string()).stage_models.empty());
     write(dir / "empty", "");
     EXPECT_TRUE(CasCNNModel((dir / "empty").string()).stage_models.empty());
     write(dir / "comments", "# only\n#\n");
     EXPECT_TRUE(CasCNNModel((dir / "comments").string()).stage_models.empty());
-    EXPECT_TRUE(CasCNNModel(dir.string()).stage_models.empty());  // a folder
+    EXPECT_TRUE(CasCNNModel(dir.path().string()).stage_models.empty());  // a folder
     write(dir / "lost", "gone.net 12 0.5\n");
     EXPECT_THROW(CasCNNModel((dir / "lost").string()), std::length_error);
-    fs::remove_all(dir);
 }
 
 TEST(Cascade, FindsTheSquareThroughThreeFourAndFiveStages) {
-    const fs::path dir = temp_dir("stages");
+    const test::ScratchFolder dir("stages");
     const cv::Rect face(200, 80, 60, 60);
     const cv::Mat image = test::square_image(320, 240, face);
     const DetectionSettings afw = get_detector_settings("afw");
@@ -100,11 +91,10 @@ TEST(Cascade, FindsTheSquareThroughThreeFourAndFiveStages) {
     for (int stages : {1, 2, 6})
         EXPECT_TRUE(CasCNNModel(test::write_detector(dir, stages)).detect(image, afw).empty());
     EXPECT_TRUE(model.detect(test::square_image(3, 3, cv::Rect(0, 0, 1, 1)), afw).empty());
-    fs::remove_all(dir);
 }
 
 TEST(Cascade, ThreadsGetTheSameAnswers) {
-    const fs::path dir = temp_dir("threads");
+    const test::ScratchFolder dir("threads");
     CasCNNModel model(test::write_detector(dir, 4));
     const DetectionSettings afw = get_detector_settings("afw");
     std::vector<cv::Mat> images;
@@ -123,7 +113,6 @@ TEST(Cascade, ThreadsGetTheSameAnswers) {
             EXPECT_EQ(alone[i][k].score, together[i][k].score);
         }
     }
-    fs::remove_all(dir);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "SmartCrop.h"
 #include "face_requests.h"
+#include "scratch_folder.h"
 #include "source/CropGeometry.h"
 #include "synthetic_detector.h"
 #include "test_images.h"
@@ -52,8 +53,7 @@ struct FaceEngine {
 
 TEST(FaceQueries, FacesCountOnceAndSteerTheSuggestions) {
     test::in_fresh_process([&] {
-        const fs::path dir =
-            fs::temp_directory_path() / ("smartcrop-faceq-" + std::to_string(::getpid()));
+        const test::ScratchFolder dir("faceq");
         SetFaceDetectorConfigDir(test::write_detector(dir, 4).c_str());
         FaceEngine e;
         std::vector<CropRect> withFaces;
@@ -83,14 +83,12 @@ TEST(FaceQueries, FacesCountOnceAndSteerTheSuggestions) {
         FaceEngine later;
         ASSERT_EQ(later.Query(true), eSuccess);
         EXPECT_EQ(later.Rects().size(), 2u);
-        fs::remove_all(dir);
     });
 }
 
 TEST(FaceQueries, AFailedDetectorAnswersOneAndIsTriedAgain) {
     test::in_fresh_process([&] {
-        const fs::path dir =
-            fs::temp_directory_path() / ("smartcrop-facef-" + std::to_string(::getpid()));
+        const test::ScratchFolder dir("facef");
         const std::string good = test::write_detector(dir, 4);
         std::ofstream(dir / "broken")
             << "missing.net 12 0.5\nrescore.net 24 0.5\nrescore.net 24 0.6\n";
@@ -104,7 +102,6 @@ TEST(FaceQueries, AFailedDetectorAnswersOneAndIsTriedAgain) {
         SetFaceDetectorConfigDir(good.c_str());
         EXPECT_EQ(e.Query(true), eSuccess);
         EXPECT_EQ(e.Rects().size(), 2u);
-        fs::remove_all(dir);
     });
 }
 

@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "host/safe_output.h"
+#include "scratch_folder.h"
 
 namespace smartCrop::host {
 namespace {
@@ -20,12 +21,6 @@ std::string read(const fs::path& path) {
 
 class SafeOutput : public ::testing::Test {
 protected:
-    void SetUp() override {
-        dir = fs::temp_directory_path() / ("smartcrop-output-" + std::to_string(::getpid()));
-        fs::remove_all(dir);
-        fs::create_directories(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
     std::vector<std::string> listing() const {
         std::vector<std::string> names;
         for (const auto& entry : fs::directory_iterator(dir))
@@ -33,7 +28,7 @@ protected:
         std::sort(names.begin(), names.end());
         return names;
     }
-    fs::path dir;
+    const test::ScratchFolder dir{"output"};
     const std::vector<uint8_t> bytes{'n', 'e', 'w'};
 };
 

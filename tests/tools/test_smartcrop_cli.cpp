@@ -12,6 +12,8 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
+#include "scratch_folder.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -37,8 +39,6 @@ Outcome run(const std::string& command) {
 class SmartcropCli : public ::testing::Test {
 protected:
     void SetUp() override {
-        dir = fs::temp_directory_path() / ("smartcrop-cli-" + std::to_string(::getpid()));
-        fs::create_directories(dir);
         cv::Mat image(240, 360, CV_8UC3);
         for (int y = 0; y < image.rows; ++y)
             for (int x = 0; x < image.cols; ++x)
@@ -49,7 +49,6 @@ protected:
         cv::imwrite(png, image);
         cv::imwrite(jpeg, image);
     }
-    void TearDown() override { fs::remove_all(dir); }
 
     std::string cli(const std::string& args) const {
         return std::string(SMARTCROP_CLI) + " " + args + " 2>" + (dir / "err.txt").string();
@@ -65,7 +64,7 @@ protected:
                    ")'");
     }
 
-    fs::path dir;
+    const test::ScratchFolder dir{"cli"};
     std::string png, jpeg;
 };
 
@@ -144,7 +143,7 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
     // (arguments, message); a run of a bad file also holds a good image, still answered.
     const std::pair<std::string, std::string> cases[] = {
         {missing, missing + ": cannot open the file"},
-        {dir.string(), dir.string() + ": this is a folder, not a file"},
+        {dir.path().string(), dir.path().string() + ": this is a folder, not a file"},
         {empty, empty + ": the file is empty"},
         {truncated, truncated + ": the JPEG file is truncated ("},
         {text, text + ": not an image file of a supported format"},
@@ -258,7 +257,7 @@ TEST_F(SmartcropCli, FaceDetectorIsCheckedAndFoundWhereverRun) {
     const std::string portrait = SMARTCROP_SOURCE_DIR "/tests/data/grace_hopper.jpg";
     std::ofstream(dir / "mtcnn-onet") << "random bytes where a network would be";
     Outcome r =
-        run("cd " + dir.string() + " && " + cli("--faces --format json " + portrait) +
+        run("cd " + dir.path().string() + " && " + cli("--faces --format json " + portrait) +
             " | python3 -c 'import json,sys; print(len(json.load(sys.stdin)[0][\"faces\"]))'");
     EXPECT_EQ(r.out, "1\n") << err();
 
