@@ -1,9 +1,6 @@
 // Running networks on images: input conversion, names, and a reference.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <random>
-
 #include "deepnet/forward_pass.h"
 #include "network_writer.h"
 
@@ -75,60 +72,6 @@ TEST(ForwardPass, NamesAndOrder) {
               "deepnet_compute_feature(): Cannot find required layers");
     const cv::Mat grey(4, 5, CV_8UC1);
     EXPECT_FALSE(failure_of([&] { deepnet_compute_feature(model, single, grey, "Y"); }).empty());
-}
-
-// Convolution 3 x 3 (2 outputs), ReLU, max pooling 2 x 2, convolution 1 x 1
-// (2 outputs), softmax over channels, against loops written out here.
-TEST(ForwardPass, SmallNetworkAgreesWithAReference) {
-    std::mt19937 rng(4);
-    std::uniform_real_distribution<float> value(-1, 1);
-    std::vector<float> w1(2 * 3 * 9), b1(2), w2(4), b2(2);
-    for (auto* v : {&w1, &b1, &w2, &b2})
-        for (float& x : *v) x = value(rng);
-    const DeepnetModel model = model_of(NetworkWriter()
-                                            .data("in")
-                                            .conv("c1", "in", 2, 3, 3, 3, 1, 1, w1, b1)
-                                            .relu("r1", "c1")
-                                            .pool(5, "p1", "r1", 2, 2, 2, 2)
-                                            .conv("c2", "p1", 2, 2, 1, 1, 1, 1, w2, b2)
-                                            .plain(21, "Y", {"c2"}));
-    const int W = 11, H = 9;
-    cv::Mat image(H, W, CV_8UC3);
-    cv::randu(image, 0, 256);
-
-    // Reference: planes in red, green, blue order, value / 255 - 0.5.
-    auto in = [&](int c, int y, int x) { return image.at<cv::Vec3b>(y, x)[2 - c] / 255.0f - 0.5f; };
-    const int C1W = W - 2, C1H = H - 2, PW = C1W / 2, PH = C1H / 2;
-    std::vector<float> c1(2 * C1W * C1H);
-    for (int o = 0; o < 2; ++o)
-        for (int y = 0; y < C1H; ++y)
-            for (int x = 0; x < C1W; ++x) {
-                double s = b1[o];
-                for (int c = 0; c < 3; ++c)
-                    for (int i = 0; i < 3; ++i)
-                        for (int j = 0; j < 3; ++j)
-                            s += w1[((o * 3 + c) * 3 + i) * 3 + j] * in(c, y + i, x + j);
-                c1[(o * C1H + y) * C1W + x] = std::max(0.0, s);
-            }
-    mp::matrix result;
-    deepnet_compute_feature(model, result, image, "Y");
-    ASSERT_EQ(result.rows, PH);
-    ASSERT_EQ(result.cols, PW);
-    for (int y = 0; y < PH; ++y)
-        for (int x = 0; x < PW; ++x) {
-            double pooled[2];
-            for (int c = 0; c < 2; ++c) {
-                pooled[c] = -1e30;
-                for (int i = 0; i < 2; ++i)
-                    for (int j = 0; j < 2; ++j)
-                        pooled[c] = std::max<double>(pooled[c],
-                                                     c1[(c * C1H + 2 * y + i) * C1W + 2 * x + j]);
-            }
-            const double z0 = b2[0] + w2[0] * pooled[0] + w2[1] * pooled[1];
-            const double z1 = b2[1] + w2[2] * pooled[0] + w2[3] * pooled[1];
-            // Single precision accumulations against double: a few ulps of values near 1.
-            EXPECT_NEAR(result.at(y, x), 1.0 / (1.0 + std::exp(z1 - z0)), 1e-5) << y << "," << x;
-        }
 }
 
 TEST(ForwardPass, BuffersBeyondTheLimitAreRefused) {
