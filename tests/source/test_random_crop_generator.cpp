@@ -1,7 +1,6 @@
 // The candidate grid: sizes, positions, matching, lazy cells and copying out.
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 
 #include "source/ErrorFunnel.h"
@@ -155,35 +154,6 @@ TEST(RandomCropGenerator, EnabledFlagsActOnlyWhenHandingOut) {
         EXPECT_STREQ(e.what(), "invalid Croprects start or end index");
         EXPECT_EQ(e.line, 141u);
         EXPECT_STREQ(e.file, "source/RandomCropGenerator");
-    }
-}
-
-// Every candidate lies inside the image, a cell's candidates share one size,
-// and no cell exceeds gridSteps squared (from 2 steps on: a single step still
-// yields both ends of the range).
-TEST(RandomCropGenerator, PropertyCandidatesStayInsideWithTheCellsSize) {
-    std::mt19937 rng(12345);
-    std::uniform_int_distribution<int> side(1, 3000);
-    std::uniform_real_distribution<double> ratio(0.05, 20.0), scale(0.01, 1.0);
-    std::uniform_int_distribution<int> steps(2, 40);
-    for (int round = 0; round < 300; ++round) {
-        const uint64_t w = side(rng), h = side(rng);
-        const uint32_t n = steps(rng);
-        auto gen = MakeGenerator(w, h, {ratio(rng), ratio(rng)}, {scale(rng), scale(rng), 1.0}, n);
-        const auto& table = gen.BuildAll();
-        for (const auto& row : table) {
-            for (const auto& cell : row) {
-                ASSERT_LE(cell.size(), static_cast<size_t>(n) * n);
-                for (const auto& c : cell) {
-                    ASSERT_GE(c.left, 0);
-                    ASSERT_GE(c.top, 0);
-                    ASSERT_LT(static_cast<uint64_t>(c.right), w);
-                    ASSERT_LT(static_cast<uint64_t>(c.bottom), h);
-                    ASSERT_EQ(c.right - c.left, cell[0].right - cell[0].left);
-                    ASSERT_EQ(c.bottom - c.top, cell[0].bottom - cell[0].top);
-                }
-            }
-        }
     }
 }
 
