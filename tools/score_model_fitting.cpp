@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include "analysis/image_analysis.h"
+#include "score_model_design.h"
 #include "source/PoolGrid.h"
 #include "source/RGB8Image.h"
 #include "source/RandomCropGenerator.h"
@@ -106,12 +107,50 @@ double dot(const Vector& a, const Vector& b) {
     return s;
 }
 
-// Minimises sum log(1 + exp(-w.d)) + lambda/2 |w|^2 over the differences d
-// by Newton's method: a convex problem of 304 unknowns.
-Vector fit_pairwise(const std::vector<Vector>& diffs, double lambda) {
-    Vector w(kN, 0.0);
-    for (int iteration = 0; iteration < 50; ++iteration) {
-        Vector g(kN), H(static_cast<size_t>(kN) * kN, 0.0);
+// What a weight may be: fixed at a value, or free within [lo, hi].
+struct WeightBounds {
+    Vector lo = Vector(kN, -HUGE_VAL), hi = Vector(kN, HUGE_VAL);
+    std::vector<bool> fixed = std::vector<bool>(kN, false);
+    Vector value = Vector(kN, 0.0);
+};
+
+WeightBounds design_bounds() {
+    WeightBounds b;
+    for (int i = 0; i < kN; ++i) {
+        b.lo[i] = std::max(block_of(i).weight.lo, kOthersFloor);
+        b.hi[i] = block_of(i).weight.hi;
+    }
+    for (int i : kStrongest) {
+        b.lo[i] = block_of(i).weight.lo;
+        b.hi[i] = kStrongestCap;
+    }
+    for (const GivenRow& r : kGivenRows) {
+        b.fixed[r.index] = true;
+        b.value[r.index] = r.weight;
+    }
+    return b;
+}
+
+double softplus(double m) {  // log(1 + exp(-m)), without overflow
+    return m < 0 ? -m + std::log1p(std::exp(m)) : std::log1p(std::exp(-m));
+}
+
+// Minimises sum log(1 + exp(-w.d)) + lambda/2 |w|^2 over the differences d,
+// the penalty on the free weights only, within the bounds: a convex problem
+// of 304 unknowns, solved by Newton steps on the weights not held at a
+// bound, each projected back into the bounds with a backtracking search.
+Vector fit_pairwise(const std::vector<Vector>& diffs, double lambda, const WeightBounds& b) {
+    Vector w(kN);
+    for (int i = 0; i < kN; ++i) w[i] = b.fixed[i] ? b.value[i] : std::clamp(0.0, b.lo[i], b.hi[i]);
+    auto objective = [&](const Vector& v) {
+        double f = 0;
+        for (const Vector& d : diffs) f += softplus(dot(v, d));
+        for (int i = 0; i < kN; ++i)
+            if (!b.fixed[i]) f += 0.5 * lambda * v[i] * v[i];
+        return f;
+    };
+    for (int iteration = 0; iteration < 100; ++iteration) {
+        Vector g(kN, 0.0), H(static_cast<size_t>(kN) * kN, 0.0);
         for (int i = 0; i < kN; ++i) {
             g[i] = lambda * w[i];
             H[static_cast<size_t>(i) * kN + i] = lambda;
@@ -125,14 +164,38 @@ Vector fit_pairwise(const std::vector<Vector>& diffs, double lambda) {
                 for (int j = 0; j <= i; ++j) H[static_cast<size_t>(i) * kN + j] += cdi * d[j];
             }
         }
-        // Lower triangle filled, row-major: that is the upper one column-major.
-        if (LAPACKE_dposv(LAPACK_ROW_MAJOR, 'L', kN, 1, H.data(), kN, g.data(), 1) != 0) break;
-        double step = 0;
+        // The weights that may move: not fixed, and not pressed against a bound.
+        std::vector<int> F;
         for (int i = 0; i < kN; ++i) {
-            w[i] -= g[i];
-            step = std::max(step, std::fabs(g[i]));
+            const bool held = (w[i] <= b.lo[i] && g[i] > 0) || (w[i] >= b.hi[i] && g[i] < 0);
+            if (!b.fixed[i] && !held) F.push_back(i);
         }
-        if (step < 1e-9) break;
+        const int n = static_cast<int>(F.size());
+        if (n == 0) break;
+        Vector h(static_cast<size_t>(n) * n), step(n);
+        for (int r = 0; r < n; ++r) {
+            step[r] = g[F[r]];
+            for (int c = 0; c <= r; ++c)
+                h[static_cast<size_t>(r) * n + c] = H[static_cast<size_t>(F[r]) * kN + F[c]];
+        }
+        // Lower triangle filled, row-major: that is the upper one column-major.
+        if (LAPACKE_dposv(LAPACK_ROW_MAJOR, 'L', n, 1, h.data(), n, step.data(), 1) != 0) break;
+        const double f0 = objective(w);
+        Vector trial = w;
+        double change = 0;
+        for (double t = 1.0; t > 1e-6; t *= 0.5) {
+            double decrease = 0;
+            change = 0;
+            for (int r = 0; r < n; ++r) {
+                const int i = F[r];
+                trial[i] = std::clamp(w[i] - t * step[r], b.lo[i], b.hi[i]);
+                decrease += g[i] * (trial[i] - w[i]);
+                change = std::max(change, std::fabs(trial[i] - w[i]));
+            }
+            if (objective(trial) <= f0 + 1e-4 * decrease) break;
+        }
+        w = trial;
+        if (change < 1e-10) break;
     }
     return w;
 }
@@ -180,7 +243,89 @@ std::vector<Vector> differences(const std::vector<Framings>& photos,
     return diffs;
 }
 
+// Copies of the framings standardised by the tables' means and scales.
+std::vector<Framings> standardised(const std::vector<Framings>& raw, const Tables& t) {
+    auto one = [&](Vector x) {
+        for (int i = 0; i < kN; ++i) x[i] = (x[i] - t.mean[i]) * t.scale[i];
+        return x;
+    };
+    std::vector<Framings> out(raw.size());
+    for (size_t p = 0; p < raw.size(); ++p) {
+        out[p].positive = one(raw[p].positive);
+        for (const Vector& n : raw[p].negatives) out[p].negatives.push_back(one(n));
+    }
+    return out;
+}
+
+// The regularisation by cross-validation over groups of training
+// photographs, then the weights from all of them.
+Vector fit_weights(const std::vector<Framings>& framings, const std::vector<int>& training,
+                   const std::vector<double>& lambdas, const WeightBounds& bounds, double& chosen) {
+    const int folds = std::min<int>(4, static_cast<int>(training.size()));
+    double bestShare = -1;
+    for (double lambda : lambdas) {
+        double share = 0;
+        for (int f = 0; f < folds; ++f) {
+            std::vector<int> fit, check;
+            for (size_t i = 0; i < training.size(); ++i) {
+                (static_cast<int>(i) % folds == f ? check : fit).push_back(training[i]);
+            }
+            if (fit.empty() || check.empty()) continue;
+            const Vector w = fit_pairwise(differences(framings, fit), lambda, bounds);
+            share += pair_share(framings, check, [&](const Vector& x) { return dot(w, x); });
+        }
+        if (share > bestShare) {
+            bestShare = share;
+            chosen = lambda;
+        }
+    }
+    return fit_pairwise(differences(framings, training), chosen, bounds);
+}
+
+// Moves the means that are not given, each within its block's range, so
+// that every candidate's z falls by `wanted` (as near as the ranges allow)
+// with the least change: mean i moves by t * scale_i * weight_i, clamped,
+// with t found by bisection (the fall grows with t). Returns the fall.
+double centre_by_means(Tables& t, double wanted) {
+    std::vector<bool> given(kN, false);
+    for (const GivenRow& r : kGivenRows) given[r.index] = true;
+    const std::vector<float> start = t.mean;
+    auto fall = [&](double step, bool apply) {
+        double total = 0;
+        for (int i = 0; i < kN; ++i) {
+            if (given[i]) continue;
+            const double c = static_cast<double>(t.scale[i]) * t.weight[i];
+            const Range& r = block_of(i).mean;
+            const float m = static_cast<float>(std::clamp(start[i] + step * c, r.lo, r.hi));
+            total += c * (static_cast<double>(m) - start[i]);
+            if (apply) t.mean[i] = m;
+        }
+        return total;
+    };
+    double lo = -1.0, hi = 1.0;  // a step of 1 moves a mean far past any range
+    for (int k = 0; k < 100; ++k) {
+        const double mid = 0.5 * (lo + hi);
+        (fall(mid, false) < wanted ? lo : hi) = mid;
+    }
+    return fall(0.5 * (lo + hi), true);
+}
+
 }  // namespace
+
+std::vector<double> candidate_block_means(const Photo& photo) {
+    Vector sums(5, 0.0);
+    long count = 0;
+    for_each_candidate(*analyse(photo.width, photo.height, photo.pixels.data()),
+                       [&](const float* x) {
+                           for (int i = 0; i < kN; ++i) sums[&block_of(i) - kDesignBlocks] += x[i];
+                           ++count;
+                       });
+    for (int b = 0; b < 5; ++b) {
+        const int cells = kDesignBlocks[b].last - kDesignBlocks[b].first + 1;
+        sums[b] /= static_cast<double>(count) * cells;
+    }
+    return sums;
+}
 
 Tables fit(const std::vector<Photo>& photos, const Options& options, Report& report) {
     std::vector<int> training, heldOut;
@@ -205,27 +350,39 @@ Tables fit(const std::vector<Photo>& photos, const Options& options, Report& rep
         });
     }
     report.candidates = static_cast<int>(count);
+    for (int i = 0; i < kN; ++i) {
+        const Block& b = block_of(i);
+        report.blockMeans[&b - kDesignBlocks] += sum[i] / count / (b.last - b.first + 1);
+    }
     // Averaged with their mirror images, so that the mirror of a
     // standardised vector is the standardised mirror (see `differences`).
+    // The design's tables take the data's values into its ranges and its
+    // given rows as they stand.
     const Vector sumMirror = mirrored(sum), sumSqMirror = mirrored(sumSq);
-    Tables t;
-    t.mean.resize(kN);
-    t.scale.resize(kN);
+    Tables free, design;
+    for (Tables* t : {&free, &design}) {
+        t->mean.resize(kN);
+        t->scale.resize(kN);
+        t->weight.resize(kN);
+    }
     for (int i = 0; i < kN; ++i) {
         const double mean = (sum[i] + sumMirror[i]) / (2.0 * count);
         const double var = std::max(0.0, (sumSq[i] + sumSqMirror[i]) / (2.0 * count) - mean * mean);
-        t.mean[i] = static_cast<float>(mean);
-        t.scale[i] = var > 1e-12 ? static_cast<float>(1.0 / std::sqrt(var)) : 1.0f;
+        const double scale = var > 1e-12 ? 1.0 / std::sqrt(var) : 1.0;
+        free.mean[i] = static_cast<float>(mean);
+        free.scale[i] = static_cast<float>(scale);
+        const Block& b = block_of(i);
+        design.mean[i] = static_cast<float>(std::clamp(mean, b.mean.lo, b.mean.hi));
+        design.scale[i] = static_cast<float>(std::clamp(scale, b.scale.lo, b.scale.hi));
     }
-    auto standardise = [&](Vector x) {
-        for (int i = 0; i < kN; ++i) x[i] = (x[i] - t.mean[i]) * t.scale[i];
-        return x;
-    };
+    for (const GivenRow& r : kGivenRows) {
+        design.mean[r.index] = r.mean;
+        design.scale[r.index] = r.scale;
+    }
 
     // Whole-frame features of each photograph and of its sub-framings, each
     // analysed as a photograph of its own.
     std::mt19937 rng(options.seed);
-    std::vector<Framings> framings(photos.size());
     std::vector<Framings> raw(photos.size());
     for (size_t p = 0; p < photos.size(); ++p) {
         const Photo& photo = photos[p];
@@ -235,62 +392,61 @@ Tables fit(const std::vector<Photo>& photos, const Options& options, Report& rep
             raw[p].negatives.push_back(
                 whole_frame(*analyse(sub.width, sub.height, sub.pixels.data())));
         }
-        framings[p].positive = standardise(raw[p].positive);
-        for (const Vector& n : raw[p].negatives) framings[p].negatives.push_back(standardise(n));
     }
 
-    // The regularisation by cross-validation over groups of training photographs.
-    const int folds = std::min<int>(4, static_cast<int>(training.size()));
-    double bestShare = -1;
-    for (double lambda : options.lambdas) {
-        double share = 0;
-        for (int f = 0; f < folds; ++f) {
-            std::vector<int> fit, check;
-            for (size_t i = 0; i < training.size(); ++i) {
-                (static_cast<int>(i) % folds == f ? check : fit).push_back(training[i]);
-            }
-            if (fit.empty() || check.empty()) continue;
-            const Vector w = fit_pairwise(differences(framings, fit), lambda);
-            share += pair_share(framings, check, [&](const Vector& x) { return dot(w, x); });
-        }
-        if (share > bestShare) {
-            bestShare = share;
-            report.lambda = lambda;
-        }
+    Tables& chosen = options.design ? design : free;
+    Tables& other = options.design ? free : design;
+    Vector weights[2];
+    std::vector<Framings> framings[2];
+    double lambdas[2] = {};
+    const WeightBounds bounds[2] = {options.design ? design_bounds() : WeightBounds(),
+                                    options.design ? WeightBounds() : design_bounds()};
+    for (int k = 0; k < (options.compare ? 2 : 1); ++k) {
+        framings[k] = standardised(raw, k == 0 ? chosen : other);
+        weights[k] = fit_weights(framings[k], training, options.lambdas, bounds[k], lambdas[k]);
+        Tables& t = k == 0 ? chosen : other;
+        for (int i = 0; i < kN; ++i) t.weight[i] = static_cast<float>(weights[k][i]);
     }
-    const Vector w = fit_pairwise(differences(framings, training), report.lambda);
-    t.weight.resize(kN);
-    for (int i = 0; i < kN; ++i) t.weight[i] = static_cast<float>(w[i]);
-    report.trainingAccuracy =
-        pair_share(framings, training, [&](const Vector& x) { return dot(w, x); });
+    report.lambda = lambdas[0];
+    auto by = [](const Vector& w) { return [&w](const Vector& x) { return dot(w, x); }; };
+    report.trainingAccuracy = pair_share(framings[0], training, by(weights[0]));
+    report.fitted = pair_share(framings[0], heldOut, by(weights[0]));
+    if (options.compare) report.other = pair_share(framings[1], heldOut, by(weights[1]));
 
-    // Bias: the median candidate sits at z = 0, in the middle of the clamp.
+    // The median candidate sits at z = 0, in the middle of the clamp: in a
+    // free fit by the bias; with the design's bias by the means, moved
+    // together as little as will do it within their ranges.
     std::vector<float> z;
     for (int p : training) {
         const auto a = analyse(photos[p].width, photos[p].height, photos[p].pixels.data());
         for_each_candidate(*a, [&](const float* x) {
             double s = 0;
-            for (int i = 0; i < kN; ++i) s += (x[i] - t.mean[i]) * t.scale[i] * t.weight[i];
+            for (int i = 0; i < kN; ++i)
+                s += (x[i] - chosen.mean[i]) * chosen.scale[i] * chosen.weight[i];
             z.push_back(static_cast<float>(s));
         });
     }
     std::sort(z.begin(), z.end());
-    t.bias = z[(z.size() - 1) / 2];
-    auto at = [&](double q) { return z[static_cast<size_t>(q * (z.size() - 1))] - t.bias; };
+    if (options.design) {
+        chosen.bias = kDesignBias;
+        const double moved = centre_by_means(chosen, z[(z.size() - 1) / 2] - kDesignBias);
+        for (float& v : z) v = static_cast<float>(v - moved);
+    } else {
+        chosen.bias = z[(z.size() - 1) / 2];
+    }
+    auto at = [&](double q) { return z[static_cast<size_t>(q * (z.size() - 1))] - chosen.bias; };
     report.zP05 = at(0.05);
     report.zP50 = at(0.5);
     report.zP95 = at(0.95);
-    const long inside =
-        std::count_if(z.begin(), z.end(), [&](float v) { return std::fabs(v - t.bias) < 3.0f; });
+    const long inside = std::count_if(z.begin(), z.end(),
+                                      [&](float v) { return std::fabs(v - chosen.bias) < 3.0f; });
     report.insideClamp = static_cast<double>(inside) / z.size();
 
-    // Held-out photographs: fitted against untrained (all weights zero: every
-    // pair ties) and a centre-preferring baseline (saliency in the central
-    // 2 by 2 of the 4 by 4 grid against the 12 outer cells, raw features).
-    report.fitted = pair_share(framings, heldOut, [&](const Vector& x) { return dot(w, x); });
-    report.untrained = pair_share(framings, heldOut, [](const Vector&) { return 0.0; });
-    std::vector<Framings>& rawRef = raw;
-    report.centreBaseline = pair_share(rawRef, heldOut, [](const Vector& x) {
+    // Held-out photographs against untrained (all weights zero: every pair
+    // ties) and a centre-preferring baseline (saliency in the central 2 by 2
+    // of the 4 by 4 grid against the 12 outer cells, raw features).
+    report.untrained = pair_share(framings[0], heldOut, [](const Vector&) { return 0.0; });
+    report.centreBaseline = pair_share(raw, heldOut, [](const Vector& x) {
         double centre = 0, outer = 0;
         for (int i = 0; i < 16; ++i) {
             const bool inner = (i / 4 == 1 || i / 4 == 2) && (i % 4 == 1 || i % 4 == 2);
@@ -298,7 +454,7 @@ Tables fit(const std::vector<Photo>& photos, const Options& options, Report& rep
         }
         return centre / 4 - outer / 12;
     });
-    return t;
+    return chosen;
 }
 
 std::string source_file(const Tables& t, const std::string& origin) {
