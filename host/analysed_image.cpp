@@ -4,6 +4,8 @@
 #include <cmath>
 #include <string>
 
+#include "host/sharpness_map.h"
+
 namespace smartCrop::host {
 
 namespace {
@@ -58,7 +60,7 @@ AnalysedImage::AnalysedImage(DecodedImage decoded, CropRequest req)
     for (double s : request.scales) scales.push_back({s, true});
     const double sx = static_cast<double>(decoded.width) / fullWidth;
     const double sy = static_cast<double>(decoded.height) / fullHeight;
-    std::vector<RectOfInterest> rects;
+    std::vector<RectOfInterest>& rects = decodedRects;
     for (const RectOfInterest& r : request.rects) rects.push_back(to_decoded(r, sx, sy));
     SmartCropParams params;
     params.aspectRatios = aspects.data();
@@ -152,8 +154,70 @@ CropAnswer AnalysedImage::suggest() const {
     selection.mode = request.mode;
     std::copy(request.weights.begin(), request.weights.end(), selection.weights);
     selection.perAspectRatio = request.perAspect;
+
+    CropAnswer answer;
+    std::vector<CropRect> found;
+    const bool plain = uses_plain_ranking(request);
+    if (plain) {
+        found = ask(false, query, selection);
+    } else if (request.width > 0) {
+        // The library lists no candidates of an exact size: its own diverse
+        // pick, long enough to choose from.
+        selection.count = 200;
+        found = ask(false, query, selection);
+    } else {
+        // Every candidate with its features; the hard rectangles are the
+        // host's to apply here, as the library's ranking would.
+        for (const CropRect& c : ask(true, query, selection)) {
+            bool honours = true;
+            for (const RectOfInterest& r : decodedRects) {
+                if (r.kind != eRoiRequired && r.kind != eRoiForbidden) continue;
+                const bool inside = c.left <= r.left && c.top <= r.top && c.right >= r.right &&
+                                    c.bottom >= r.bottom;
+                const bool apart =
+                    c.right < r.left || r.right < c.left || c.bottom < r.top || r.bottom < c.top;
+                honours = honours && (r.kind == eRoiRequired ? inside : apart);
+            }
+            if (honours) found.push_back(c);
+        }
+    }
+    if (found.empty()) {
+        throw HostError(std::string("no crop of the requested ") +
+                        (request.width > 0 ? "size" : "aspect ratios and scales") +
+                        " fits the image (" + imageSize + ")" +
+                        (hard ? " together with its required and forbidden rectangles" : ""));
+    }
+    for (CropRect& c : found) c = to_full(c);
+    if (request.faces) answer.faces = library_faces();
+    std::vector<FaceBox> tight;
+    for (const FaceBox& f : answer.faces) tight.push_back(tight_face(f));
+    if (plain) {
+        answer.crops = std::move(found);
+    } else {
+        SelectionOptions options;
+        options.count = request.count;
+        options.perAspect = request.perAspect;
+        const std::vector<double> ratios =
+            request.width > 0
+                ? std::vector<double>{static_cast<double>(request.width) / request.height}
+                : request.aspects;
+        const SharpnessMap sharp(pixels(), width(), height(), stride());
+        std::vector<double> sharpness;
+        for (const CropRect& c : found)
+            sharpness.push_back(
+                sharp.share(c.left, c.top, c.right, c.bottom, fullWidth, fullHeight));
+        answer.crops =
+            select_crops(found, sharpness, ratios, tight, fullWidth, fullHeight, options);
+    }
+    answer.focus = focal_point(answer.crops, tight, fullWidth, fullHeight);
+    return answer;
+}
+
+std::vector<CropRect> AnalysedImage::ask(bool all, const SuggestionParams& query,
+                                         const SelectionParams& selection) const {
     ICropRects* out = nullptr;
-    const eErrorCode code = crop->GetSuggestions(&out, &selection, &query);
+    const eErrorCode code =
+        all ? crop->GetAllCrops(&out, &query) : crop->GetSuggestions(&out, &selection, &query);
     if (code != eSuccess) {
         std::string text = "code " + std::to_string(code);
         const char* reason = crop->GetLastErrorText();
@@ -161,32 +225,25 @@ CropAnswer AnalysedImage::suggest() const {
         throw HostError(text);
     }
     Counted<ICropRects> list(out);
-    if (list->GetCount() == 0) {
-        throw HostError(std::string("no crop of the requested ") +
-                        (request.width > 0 ? "size" : "aspect ratios and scales") +
-                        " fits the image (" + imageSize + ")" +
-                        (hard ? " together with its required and forbidden rectangles" : ""));
-    }
+    return std::vector<CropRect>(list->GetRects(), list->GetRects() + list->GetCount());
+}
 
-    CropAnswer answer;
-    for (uint64_t i = 0; i < list->GetCount(); ++i)
-        answer.crops.push_back(to_full(list->GetRects()[i]));
-    if (request.faces) {
-        IRectsOfInterest* found = nullptr;
-        if (crop->GetRectsOfInterest(&found) == eSuccess && found != nullptr) {
-            Counted<IRectsOfInterest> rects(found);
-            for (uint64_t i = 0; i < rects->GetCount(); ++i) {
-                const RectOfInterest& r = rects->GetRects()[i];
-                if (!r.isFace) continue;
-                answer.faces.push_back(
-                    {static_cast<int32_t>(std::lround(r.left / sx)),
-                     static_cast<int32_t>(std::lround(r.top / sy)),
-                     static_cast<int32_t>(std::lround((r.right + 1) / sx)) - 1,
-                     static_cast<int32_t>(std::lround((r.bottom + 1) / sy)) - 1});
-            }
-        }
+std::vector<FaceBox> AnalysedImage::library_faces() const {
+    std::vector<FaceBox> faces;
+    IRectsOfInterest* found = nullptr;
+    if (crop->GetRectsOfInterest(&found) != eSuccess || found == nullptr) return faces;
+    Counted<IRectsOfInterest> rects(found);
+    const double sx = static_cast<double>(width()) / fullWidth;
+    const double sy = static_cast<double>(height()) / fullHeight;
+    for (uint64_t i = 0; i < rects->GetCount(); ++i) {
+        const RectOfInterest& r = rects->GetRects()[i];
+        if (!r.isFace) continue;
+        faces.push_back({static_cast<int32_t>(std::lround(r.left / sx)),
+                         static_cast<int32_t>(std::lround(r.top / sy)),
+                         static_cast<int32_t>(std::lround((r.right + 1) / sx)) - 1,
+                         static_cast<int32_t>(std::lround((r.bottom + 1) / sy)) - 1});
     }
-    return answer;
+    return faces;
 }
 
 }  // namespace smartCrop::host

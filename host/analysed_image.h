@@ -9,19 +9,17 @@
 
 #include "SmartCrop.h"
 #include "host/crop_request.h"
+#include "host/crop_selection.h"
 #include "host/image_decoding.h"
 
 namespace smartCrop::host {
 
-// A face as the library counts it (widened around the detector's box),
-// inclusive full-resolution pixels.
-struct FaceBox {
-    int32_t left = 0, top = 0, right = 0, bottom = 0;
-};
-
 struct CropAnswer {
     std::vector<CropRect> crops;  // ranked; coordinates in full-resolution pixels
-    std::vector<FaceBox> faces;   // filled when faces were asked for
+    // Filled when faces were asked for: as the library counts them (widened
+    // around the detector's box), inclusive full-resolution pixels.
+    std::vector<FaceBox> faces;
+    FocalPoint focus;
 };
 
 template <class T>
@@ -37,6 +35,8 @@ public:
     // decoded copy) and lets it analyse them.
     AnalysedImage(DecodedImage image, CropRequest request);
 
+    // The host layer's answer (see crop_selection.h), or with `plain` in the
+    // request the library's own ranking as designed.
     CropAnswer suggest() const;
 
     ImageFormat format() const { return sourceFormat; }
@@ -50,8 +50,13 @@ public:
 
 private:
     CropRect to_full(const CropRect& crop) const;
+    // The library's list for the query, or a HostError with its reason.
+    std::vector<CropRect> ask(bool all, const SuggestionParams& query,
+                              const SelectionParams& selection) const;
+    std::vector<FaceBox> library_faces() const;
 
     CropRequest request;
+    std::vector<RectOfInterest> decodedRects;  // the request's, in the decoded pixels
     ImageFormat sourceFormat;
     uint32_t fullWidth, fullHeight;
     Counted<IImage> image;

@@ -30,4 +30,8 @@ void check_request(const CropRequest& r) {
     }
 }
 
+bool uses_plain_ranking(const CropRequest& r) {
+    return r.plain || r.mode != 0 || r.weights != CropRequest().weights;
+}
+
 }  // namespace smartCrop::host

@@ -21,7 +21,13 @@ struct CropRequest {
     std::array<double, 6> weights = {1, 1, 1, 0, 0, 1};
     std::vector<RectOfInterest> rects;
     bool faces = false;
+    // The library's own ranking as designed, instead of the host layer's.
+    // A mode or weights other than the defaults ask for it too: they are
+    // the library's blend.
+    bool plain = false;
 };
+
+bool uses_plain_ranking(const CropRequest& request);
 
 // Throws HostError for what no query could answer sensibly: no ratio or
 // scale, a ratio that is not a positive number, a scale outside (0, 1], a

@@ -15,6 +15,8 @@ ls "$prefix"/lib*/libsmartcrop.so.0.1.0 >/dev/null
 cmake -S "$source_dir/consumer" -B "$work" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work" >/dev/null
 "$work/consumer"
+"$work/host_consumer" "$source_dir/../data/rocket.jpg"
+test -f "$prefix/include/smartcrop/host/analysed_image.h"
 # The installed program finds its installed library.
 status=0
 "$prefix/bin/smartcrop" --help 2>/dev/null || status=$?

@@ -65,16 +65,24 @@ protected:
     std::string png, jpeg;
 };
 
+// By default the host layer answers: the best crop of each of five ratios
+// and a focal point; --design-defaults gives the library's own ranking.
 TEST_F(SmartcropCli, JsonHasTheDocumentedFields) {
     const Outcome r = json(png + " " + jpeg,
                            "len(d), d[0][\"width\"], d[0][\"height\"], len(d[0][\"suggestions\"]), "
+                           "len(set(round(s[\"width\"] / s[\"height\"], 1) for s in "
+                           "d[0][\"suggestions\"])), sorted(d[0][\"focus\"].keys()), "
                            "sorted(d[1][\"suggestions\"][0].keys())");
     ASSERT_EQ(r.status, 0) << err();
     EXPECT_EQ(r.out,
-              "2 360 240 5 ['aestheticScore', 'borderScore', 'bottom', 'centreShare', "
+              "2 360 240 5 5 ['x', 'y'] ['aestheticScore', 'borderScore', 'bottom', 'centreShare', "
               "'coverageScore', 'height', "
               "'left', 'peakShare', 'rank', 'right', 'roiScore', 'score', 'top', 'wellCovered', "
               "'width']\n");
+    const Outcome plain = json("--design-defaults " + png,
+                               "len(set(round(s[\"width\"] / s[\"height\"], 1) for s in "
+                               "d[0][\"suggestions\"])) < 5");
+    EXPECT_EQ(plain.out, "True\n") << err();
 }
 
 TEST_F(SmartcropCli, FacesAreReportedOnlyWhenAskedFor) {
@@ -174,12 +182,14 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
     EXPECT_NE(err().find("smartcrop: bad aspect ratio: 0:1"), std::string::npos);
 }
 
-// A lone candidate's rank score is not a number: null in JSON, "-" in the table.
+// A lone candidate's rank score in the library's ranking is not a number:
+// null in JSON, "-" in the table.
 TEST_F(SmartcropCli, ScoresThatAreNotNumbersAreShownAsSuch) {
-    Outcome r = json("--size 360x240 " + png, "[s[\"score\"] for s in d[0][\"suggestions\"]]");
+    Outcome r = json("--design-defaults --size 360x240 " + png,
+                     "[s[\"score\"] for s in d[0][\"suggestions\"]]");
     ASSERT_EQ(r.status, 0) << err();
     EXPECT_EQ(r.out, "[None]\n");
-    r = run(cli("--format table --size 360x240 " + png));
+    r = run(cli("--design-defaults --format table --size 360x240 " + png));
     EXPECT_NE(r.out.find("     -  "), std::string::npos) << r.out;
 }
 

@@ -119,6 +119,7 @@ void print_table(const Result& r, bool faces) {
                     cell(c.coverageScore, "%.3f").c_str(), cell(c.borderScore, "%.3f").c_str(),
                     cell(c.roiScore, "%.3f").c_str());
     }
+    std::printf("  focus: %.3f %.3f\n", r.answer.focus.x, r.answer.focus.y);
     if (faces) {
         std::printf("  faces: %zu", r.answer.faces.size());
         for (const host::FaceBox& f : r.answer.faces)
@@ -171,7 +172,8 @@ void print_json(const std::vector<Result>& results, bool faces) {
                     json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
                     c.wellCovered ? "true" : "false");
             }
-            std::printf("%s]", crops.empty() ? "" : "\n  ");
+            std::printf("%s], \"focus\": {\"x\": %.4f, \"y\": %.4f}", crops.empty() ? "" : "\n  ",
+                        r.answer.focus.x, r.answer.focus.y);
             if (faces) {
                 std::printf(", \"faces\": [");
                 for (size_t k = 0; k < r.answer.faces.size(); ++k) {

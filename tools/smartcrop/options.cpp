@@ -16,8 +16,10 @@ const char* const kUsage =
     "  --size WxH         one exact crop size in pixels\n"
     "  --count N          suggestions (per aspect ratio with --per-aspect), 1 or more; default 5\n"
     "  --per-aspect       answer --count suggestions for each aspect ratio\n"
-    "  --mode 0..3        0 blend; 1 aesthetic, 2 coverage, 3 border only\n"
-    "  --weights w0,...,w5  blend of the ranking; default 1,1,1,0,0,1\n"
+    "  --design-defaults  the library's own ranking as designed, not the host layer's\n"
+    "                     (faces whole, the best crop of each ratio first, distinct alternatives)\n"
+    "  --mode 0..3        the library's ranking by 0 blend; 1 aesthetic, 2 coverage, 3 border\n"
+    "  --weights w0,...,w5  the library's ranking by this blend; default 1,1,1,0,0,1\n"
     "  --roi KIND:L,T,R,B rectangle of interest, repeatable; KIND "
     "wanted|required|unwanted|forbidden\n"
     "  --faces            let detected faces count\n"
@@ -125,6 +127,8 @@ Options parse(int argc, char** argv) {
             r.count = static_cast<uint32_t>(whole(value(), "--count", 1, 100000));
         } else if (arg == "--per-aspect") {
             r.perAspect = true;
+        } else if (arg == "--design-defaults") {
+            r.plain = true;
         } else if (arg == "--mode") {
             r.mode = static_cast<uint32_t>(whole(value(), "--mode", 0, 3));
         } else if (arg == "--weights") {

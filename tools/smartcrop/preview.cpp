@@ -12,7 +12,7 @@ namespace {
 
 // Colours in the library's layout: ignored, red, green, blue.
 const cv::Scalar kBlack(0, 0, 0, 0), kFace(0, 255, 60, 60), kFirst(0, 255, 230, 0),
-    kOther(0, 80, 200, 255);
+    kOther(0, 80, 200, 255), kWhite(0, 255, 255, 255);
 
 }  // namespace
 
@@ -47,6 +47,12 @@ std::vector<uint8_t> draw_preview(const smartCrop::host::AnalysedImage& image,
                     cv::LINE_AA);
         cv::putText(preview, label, at, cv::FONT_HERSHEY_SIMPLEX, fontScale, colour, 2,
                     cv::LINE_AA);
+    }
+    // The focal point: a white cross on black.
+    const cv::Point focus(static_cast<int>(answer.focus.x * preview.cols),
+                          static_cast<int>(answer.focus.y * preview.rows));
+    for (const auto& [colour, thickness] : {std::pair{kBlack, 6}, std::pair{kWhite, 2}}) {
+        cv::drawMarker(preview, focus, colour, cv::MARKER_CROSS, 28, thickness, cv::LINE_AA);
     }
     return smartCrop::host::encode_image(format, preview.data, static_cast<uint32_t>(preview.cols),
                                          static_cast<uint32_t>(preview.rows), preview.step);

@@ -1,0 +1,53 @@
+// What a good host makes of the library's scored candidates: faces whole or
+// not there, the best crop of each ratio first, alternatives that differ
+// visibly, subjects at the image's edge kept; and the focal point.
+#ifndef SMARTCROP_HOST_CROP_SELECTION_H
+#define SMARTCROP_HOST_CROP_SELECTION_H
+
+#include <cstdint>
+#include <vector>
+
+#include "SmartCrop.h"
+
+namespace smartCrop::host {
+
+// A rectangle in inclusive full-resolution pixels.
+struct FaceBox {
+    int32_t left = 0, top = 0, right = 0, bottom = 0;
+};
+
+struct SelectionOptions {
+    uint32_t count = 5;      // per ratio with perAspect
+    bool perAspect = false;  // grouped by ratio, in the request's order
+    // Alternatives overlap every crop before them by at most this (area of
+    // the intersection over the union): at 0.5 two crops of one ratio are
+    // shifted by at least a third of their width, which a viewer sees.
+    double overlapLimit = 0.5;
+};
+
+// `candidates`: every crop the library scored (full-resolution pixels, with
+// its features), `sharpness`: the share of the picture's sharp detail in
+// each (see SharpnessMap; empty to leave it out), `ratios`: the requested
+// ones, `faces`: the detector's own boxes. Ranked, best first.
+std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
+                                   const std::vector<double>& sharpness,
+                                   const std::vector<double>& ratios,
+                                   const std::vector<FaceBox>& faces, uint32_t width,
+                                   uint32_t height, const SelectionOptions& options);
+
+// Where a web page should keep its focus when it crops on its own (CSS
+// object-position), as fractions of the width and the height: the middle of
+// the faces, else of where the best crops agree.
+struct FocalPoint {
+    double x = 0.5, y = 0.5;
+};
+FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<FaceBox>& faces,
+                       uint32_t width, uint32_t height);
+
+// The detector's box a face rectangle of the library stands for: the library
+// widens the box 1.5 times about its centre.
+FaceBox tight_face(const FaceBox& widened);
+
+}  // namespace smartCrop::host
+
+#endif  // SMARTCROP_HOST_CROP_SELECTION_H

@@ -1,0 +1,133 @@
+// The host layer's rules on small hand-made candidate lists: faces whole or
+// not there, the best crop of each ratio first, distinct alternatives, a
+// subject flush with the edge kept, and the focal point.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "host/crop_selection.h"
+
+namespace smartCrop::host {
+namespace {
+
+// A candidate with even features unless told otherwise.
+CropRect crop(int left, int top, int right, int bottom, double quality = 0.5) {
+    CropRect c;
+    c.left = left, c.top = top, c.right = right, c.bottom = bottom;
+    c.aestheticScore = c.coverageScore = c.borderScore = c.peakShare = quality;
+    c.roiScore = 1.0;
+    c.analysed = true;
+    return c;
+}
+
+std::vector<int> corners(const CropRect& c) {
+    return {c.left, c.top, c.right, c.bottom};
+}
+
+double overlap(const CropRect& a, const CropRect& b) {
+    const double iw = std::max(0, std::min(a.right, b.right) - std::max(a.left, b.left) + 1);
+    const double ih = std::max(0, std::min(a.bottom, b.bottom) - std::max(a.top, b.top) + 1);
+    const double area = [](const CropRect& r) {
+        return double(r.right - r.left + 1) * (r.bottom - r.top + 1);
+    }(a) + double(b.right - b.left + 1) * (b.bottom - b.top + 1);
+    return iw * ih / (area - iw * ih);
+}
+
+SelectionOptions first(uint32_t count = 1) {
+    SelectionOptions o;
+    o.count = count;
+    return o;
+}
+
+// A face near the top edge of a 400 x 300 image: the best-looking crop runs
+// through it, a plainer one holds it, with room above it.
+TEST(CropSelection, AFaceIsWholeOrNotThere) {
+    const std::vector<FaceBox> face = {{180, 20, 239, 79}};
+    const std::vector<CropRect> candidates = {
+        crop(100, 40, 299, 239, 0.9),  // through the face
+        crop(100, 0, 299, 199, 0.3),   // holds it, the top of the image above it
+        crop(100, 10, 299, 209, 0.6),  // holds it with less room above
+    };
+    const auto picked = select_crops(candidates, {}, {1.0}, face, 400, 300, first());
+    ASSERT_EQ(picked.size(), 1u);
+    EXPECT_EQ(corners(picked[0]), corners(candidates[1]));
+    // Without faces the blend decides.
+    EXPECT_EQ(corners(select_crops(candidates, {}, {1.0}, {}, 400, 300, first())[0]),
+              corners(candidates[0]));
+}
+
+// Two faces that no 16:9 crop of 200 x 112 holds together: the larger one
+// whole, and the smaller one not cut either.
+TEST(CropSelection, FacesThatCannotAllFitKeepTheLargestUncut) {
+    const std::vector<FaceBox> faces = {{10, 100, 40, 130}, {300, 100, 379, 179}};
+    const std::vector<CropRect> candidates = {
+        crop(0, 60, 199, 171, 0.9),    // the small face only
+        crop(250, 80, 449, 191, 0.2),  // the large face only
+        crop(150, 60, 349, 171, 0.8),  // through the large face
+    };
+    const auto picked = select_crops(candidates, {}, {16.0 / 9}, faces, 450, 250, first());
+    EXPECT_EQ(corners(picked.at(0)), corners(candidates[1]));
+}
+
+// A sharp subject flush with the right edge: the crop that holds it touches
+// the frame, where the library's border measure counts the worst, and holds
+// the picture's sharp detail.
+TEST(CropSelection, ASubjectFlushWithTheEdgeIsKept) {
+    std::vector<CropRect> candidates = {crop(0, 0, 299, 299), crop(300, 0, 599, 299),
+                                        crop(150, 0, 449, 299)};
+    candidates[0].borderScore = candidates[2].borderScore = 0.9;
+    candidates[1].borderScore = 0.01;
+    const std::vector<double> sharpness = {0.05, 0.95, 0.4};
+    const auto picked = select_crops(candidates, sharpness, {1.0}, {}, 600, 300, first());
+    EXPECT_EQ(corners(picked.at(0)), corners(candidates[1]));
+}
+
+// The best of each ratio first, ranked among themselves; then alternatives
+// that differ visibly from every crop before them; per ratio on request.
+TEST(CropSelection, OneCropPerRatioFirstThenDistinctAlternatives) {
+    const std::vector<CropRect> candidates = {
+        crop(0, 0, 199, 199, 0.9),    crop(10, 0, 209, 199, 0.85),  // squares, near twins
+        crop(600, 0, 799, 199, 0.88),                               // a square elsewhere
+        crop(0, 0, 299, 199, 0.6),    crop(250, 0, 549, 199, 0.5),  // 3:2
+    };
+    const auto picked = select_crops(candidates, {}, {1.0, 1.5}, {}, 800, 200, first(3));
+    ASSERT_EQ(picked.size(), 3u);
+    EXPECT_EQ(corners(picked[0]), corners(candidates[0]));
+    EXPECT_NEAR((picked[1].right - picked[1].left + 1.0) / (picked[1].bottom - picked[1].top + 1),
+                1.5, 1e-9);
+    EXPECT_EQ(corners(picked[2]), corners(candidates[2]));  // not the near twin
+    for (size_t i = 0; i < picked.size(); ++i)
+        for (size_t j = 0; j < i; ++j) EXPECT_LE(overlap(picked[i], picked[j]), 0.5) << i << j;
+
+    SelectionOptions perRatio = first(2);
+    perRatio.perAspect = true;
+    const auto grouped = select_crops(candidates, {}, {1.5, 1.0}, {}, 800, 200, perRatio);
+    ASSERT_EQ(grouped.size(), 4u);
+    EXPECT_EQ(grouped[0].bottom - grouped[0].top + 1, 200);
+    EXPECT_EQ(grouped[0].right - grouped[0].left + 1, 300);  // 3:2 first, as asked
+    EXPECT_EQ(grouped[2].right - grouped[2].left + 1, 200);
+    EXPECT_TRUE(select_crops({}, {}, {1.0}, {}, 800, 200, first()).empty());
+}
+
+TEST(CropSelection, FocalPointAndTheDetectorsBox) {
+    // Faces: their centres by area (the larger at x 300.5, the smaller at 25.5).
+    const std::vector<FaceBox> faces = {{10, 100, 40, 130}, {300, 100, 300, 100}};
+    const FocalPoint onFaces = focal_point({}, faces, 400, 200);
+    EXPECT_NEAR(onFaces.x, (961 * 25.5 + 1 * 300.5) / 962 / 400, 1e-12);
+    EXPECT_NEAR(onFaces.y, (961 * 115.5 + 1 * 100.5) / 962 / 200, 1e-12);
+    // Otherwise the best crops' centres, 1, 1/2 and 1/3 by rank.
+    const FocalPoint onCrops = focal_point({crop(0, 0, 99, 99), crop(100, 0, 199, 99),
+                                            crop(0, 100, 99, 199), crop(300, 100, 399, 199)},
+                                           {}, 400, 200);
+    EXPECT_NEAR(onCrops.x, (50 + 150 / 2.0 + 50 / 3.0) / (11 / 6.0) / 400, 1e-12);
+    EXPECT_NEAR(onCrops.y, (50 + 50 / 2.0 + 150 / 3.0) / (11 / 6.0) / 200, 1e-12);
+    EXPECT_EQ(focal_point({}, {}, 400, 200).x, 0.5);
+
+    // The library widens the detector's box 1.5 times about its centre.
+    const FaceBox tight = tight_face({100, 60, 399, 359});  // 300 wide: the box was 200
+    EXPECT_EQ(std::vector<int>({tight.left, tight.top, tight.right, tight.bottom}),
+              std::vector<int>({150, 110, 349, 309}));
+}
+
+}  // namespace
+}  // namespace smartCrop::host

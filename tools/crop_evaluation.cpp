@@ -1,0 +1,245 @@
+// crop_evaluation: the host layer against the library's own ranking, side by
+// side, on photographs with people and on generated scenes.
+//   crop_evaluation DETECTOR_CONFIG HAAR_CASCADE PHOTO... [-- PHOTO...]
+// Reference faces come from OpenCV's Haar cascade, not from our detector;
+// photographs after "--" count only for the suggestions' overlap and ratios
+// (on photographs without people a cascade finds faces in textures).
+// Printed for each ranking: on the photographs, the share of (photo, ratio)
+// cases whose top crop holds every face where some crop of that ratio could,
+// and the share whose top crop cuts a face; on generated scenes (a sharp
+// subject on a defocused ground, anywhere up to flush with an edge) the
+// share whose top crop keeps 95% of the subject; over everything, the
+// median pairwise overlap of the default five suggestions and the mean
+// number of distinct ratios among them. SMARTCROP_EVALUATION_VERBOSE=1
+// lists every failure on standard error.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/objdetect.hpp>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/analysed_image.h"
+#include "host/face_detector_setup.h"
+
+namespace {
+
+namespace host = smartCrop::host;
+using smartCrop::CropRect;
+
+const double kRatios[] = {1.0, 16.0 / 9, 9.0 / 16, 4.0 / 5};
+
+struct Tally {
+    int faceCases = 0, allInside = 0, fitCases = 0, cutCases = 0, cuts = 0;
+    int scenes = 0, kept = 0;
+    std::vector<double> overlaps;
+    int answers = 0, ratioCount = 0;
+};
+
+int64_t overlap(const cv::Rect& a, const CropRect& c) {
+    return (a & cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1)).area();
+}
+
+double iou(const CropRect& a, const CropRect& b) {
+    const cv::Rect ra(a.left, a.top, a.right - a.left + 1, a.bottom - a.top + 1);
+    const cv::Rect rb(b.left, b.top, b.right - b.left + 1, b.bottom - b.top + 1);
+    const double i = (ra & rb).area();
+    return i / (ra.area() + rb.area() - i);
+}
+
+host::DecodedImage decoded_from(const cv::Mat& bgr) {
+    host::DecodedImage d;
+    d.width = d.fullWidth = static_cast<uint32_t>(bgr.cols);
+    d.height = d.fullHeight = static_cast<uint32_t>(bgr.rows);
+    d.pixels.resize(bgr.total() * 4);
+    for (size_t i = 0; i < bgr.total(); ++i) {
+        d.pixels[4 * i] = 0;
+        for (int c = 0; c < 3; ++c) d.pixels[4 * i + 1 + c] = bgr.data[3 * i + 2 - c];
+    }
+    return d;
+}
+
+host::CropAnswer answer(const cv::Mat& bgr, const std::vector<double>& ratios, bool faces,
+                        bool plain) {
+    host::CropRequest request;
+    request.aspects = ratios;
+    request.faces = faces;
+    request.plain = plain;
+    return host::AnalysedImage(decoded_from(bgr), request).suggest();
+}
+
+// The largest crop of the ratio inside the image holds the faces' bounds.
+bool fits(const cv::Rect& bounds, double ratio, int W, int H) {
+    const double w = std::min<double>(W, H * ratio), h = w / ratio;
+    return bounds.width <= w && bounds.height <= h;
+}
+
+void default_answer(const cv::Mat& bgr, bool faces, bool plain, Tally& t) {
+    const std::vector<CropRect> crops =
+        answer(bgr, host::CropRequest().aspects, faces, plain).crops;
+    std::vector<double> ratios;
+    for (size_t i = 0; i < crops.size(); ++i) {
+        ratios.push_back(std::round(100.0 * (crops[i].right - crops[i].left + 1) /
+                                    (crops[i].bottom - crops[i].top + 1)));
+        for (size_t j = 0; j < i; ++j) t.overlaps.push_back(iou(crops[i], crops[j]));
+    }
+    std::sort(ratios.begin(), ratios.end());
+    t.ratioCount += static_cast<int>(std::unique(ratios.begin(), ratios.end()) - ratios.begin());
+    ++t.answers;
+}
+
+void photograph(const cv::Mat& bgr, cv::CascadeClassifier* haar, bool plain, Tally& t) {
+    default_answer(bgr, true, plain, t);
+    if (haar == nullptr) return;
+    cv::Mat grey;
+    cv::cvtColor(bgr, grey, cv::COLOR_BGR2GRAY);
+    std::vector<cv::Rect> faces;
+    const int smallest = std::min(bgr.cols, bgr.rows) / 20;
+    haar->detectMultiScale(grey, faces, 1.1, 5, 0, cv::Size(smallest, smallest));
+    if (faces.empty()) return;
+    cv::Rect bounds = faces[0];
+    for (const cv::Rect& f : faces) bounds |= f;
+    for (double ratio : kRatios) {
+        const CropRect top = answer(bgr, {ratio}, true, plain).crops.at(0);
+        ++t.faceCases;
+        if (fits(bounds, ratio, bgr.cols, bgr.rows)) {
+            ++t.fitCases;
+            bool all = true;
+            for (const cv::Rect& f : faces) all = all && overlap(f, top) == f.area();
+            t.allInside += all;
+        }
+        bool cut = false;
+        for (const cv::Rect& f : faces) {
+            const int64_t in = overlap(f, top);
+            cut = cut || (in > 0 && in < f.area());
+        }
+        ++t.cutCases;
+        t.cuts += cut;
+        if (cut && std::getenv("SMARTCROP_EVALUATION_VERBOSE")) {
+            std::fprintf(stderr, "%s: a face cut at ratio %.2f by %d,%d-%d,%d; faces",
+                         plain ? "library" : "layer", ratio, top.left, top.top, top.right,
+                         top.bottom);
+            for (const cv::Rect& f : faces)
+                std::fprintf(stderr, " %d,%d %dx%d", f.x, f.y, f.width, f.height);
+            std::fprintf(stderr, "\n");
+        }
+    }
+}
+
+// A sharp textured disc on a blurred ground of stripes or a horizon, its
+// centre anywhere, its edge up to flush with the image's edge.
+void scene(std::mt19937& rng, bool plain, Tally& t) {
+    const int W = 640, H = 427;
+    cv::Mat ground(H, W, CV_8UC3);
+    std::uniform_int_distribution<int> colour(40, 220), kind(0, 2);
+    const int k = kind(rng);
+    for (int y = 0; y < H; ++y)
+        for (int x = 0; x < W; ++x) {
+            const bool band = k == 0 ? (x / 40) % 2 : k == 1 ? y > H / 2 : ((x + y) / 60) % 2;
+            ground.at<cv::Vec3b>(y, x) = band ? cv::Vec3b(200, 180, 120) : cv::Vec3b(60, 90, 40);
+        }
+    cv::GaussianBlur(ground, ground, cv::Size(0, 0), 9);
+    std::uniform_int_distribution<int> radius(30, 60);
+    const int r = radius(rng);
+    std::uniform_int_distribution<int> cx(r, W - 1 - r), cy(r, H - 1 - r), edge(0, 4), gap(0, 16);
+    int x = cx(rng), y = cy(rng);
+    switch (edge(rng)) {  // one scene in five is anywhere
+        case 0:
+            x = r + gap(rng);
+            break;
+        case 1:
+            x = W - 1 - r - gap(rng);
+            break;
+        case 2:
+            y = r + gap(rng);
+            break;
+        case 3:
+            y = H - 1 - r - gap(rng);
+            break;
+        default:
+            break;
+    }
+    cv::Mat subject = cv::Mat::zeros(H, W, CV_8U);
+    cv::circle(subject, cv::Point(x, y), r, 255, cv::FILLED);
+    const cv::Vec3b a(colour(rng), colour(rng), colour(rng)), b(colour(rng), 30, 200);
+    for (int yy = 0; yy < H; ++yy)
+        for (int xx = 0; xx < W; ++xx)
+            if (subject.at<uint8_t>(yy, xx))
+                ground.at<cv::Vec3b>(yy, xx) = ((xx / 4 + yy / 4) % 2) ? a : b;
+    const int area = cv::countNonZero(subject);
+    for (double ratio : kRatios) {
+        const CropRect c = answer(ground, {ratio}, false, plain).crops.at(0);
+        const int inside = cv::countNonZero(
+            subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1)));
+        ++t.scenes;
+        const bool kept = inside * 100 >= area * 95;
+        t.kept += kept;
+        if (!kept && std::getenv("SMARTCROP_EVALUATION_VERBOSE")) {
+            std::fprintf(
+                stderr, "%s: scene %d ratio %.2f subject (%d,%d) r %d kept %.2f crop %d,%d-%d,%d\n",
+                plain ? "library" : "layer", t.scenes / 4, ratio, x, y, r,
+                static_cast<double>(inside) / area, c.left, c.top, c.right, c.bottom);
+        }
+    }
+}
+
+double median(std::vector<double> v) {
+    if (v.empty()) return 0;
+    std::nth_element(v.begin(), v.begin() + v.size() / 2, v.end());
+    return v[v.size() / 2];
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: %s DETECTOR_CONFIG HAAR_CASCADE PHOTO...\n", argv[0]);
+        return 2;
+    }
+    host::use_face_detector(argv[1]);
+    cv::CascadeClassifier haar(argv[2]);
+    if (haar.empty()) {
+        std::fprintf(stderr, "%s: not a cascade\n", argv[2]);
+        return 1;
+    }
+    Tally tally[2];  // the library's ranking, the host layer
+    for (int plain = 1; plain >= 0; --plain) {
+        Tally& t = tally[1 - plain];
+        bool withFaces = true;
+        for (int i = 3; i < argc; ++i) {
+            if (std::string(argv[i]) == "--") {
+                withFaces = false;
+                continue;
+            }
+            const cv::Mat bgr = cv::imread(argv[i], cv::IMREAD_COLOR);
+            if (bgr.empty()) {
+                std::fprintf(stderr, "%s: cannot read the image\n", argv[i]);
+                return 1;
+            }
+            photograph(bgr, withFaces ? &haar : nullptr, plain, t);
+        }
+        std::mt19937 rng(2026);
+        for (int s = 0; s < 60; ++s) scene(rng, plain, t);
+    }
+    std::printf("%-44s %12s %12s\n", "", "library", "host layer");
+    auto row = [&](const char* what, double a, double b) {
+        std::printf("%-44s %12.3f %12.3f\n", what, a, b);
+    };
+    auto share = [](int n, int d) { return d > 0 ? static_cast<double>(n) / d : 0.0; };
+    row("every face inside, where some crop holds all",
+        share(tally[0].allInside, tally[0].fitCases), share(tally[1].allInside, tally[1].fitCases));
+    row("top crop cuts a face", share(tally[0].cuts, tally[0].cutCases),
+        share(tally[1].cuts, tally[1].cutCases));
+    row("subject kept (generated scenes)", share(tally[0].kept, tally[0].scenes),
+        share(tally[1].kept, tally[1].scenes));
+    row("median pairwise overlap of the five", median(tally[0].overlaps),
+        median(tally[1].overlaps));
+    row("distinct ratios among the five", share(tally[0].ratioCount, tally[0].answers),
+        share(tally[1].ratioCount, tally[1].answers));
+    std::printf("(%d face cases, %d that fit, %d scenes x ratios, %d default answers)\n",
+                tally[1].faceCases, tally[1].fitCases, tally[1].scenes, tally[1].answers);
+    return 0;
+}
