@@ -5,6 +5,9 @@
 
 #include <cmath>
 
+#include <opencv2/imgproc.hpp>
+
+#include "host/analysed_image.h"
 #include "host/crop_selection.h"
 
 namespace smartCrop::host {
@@ -127,6 +130,40 @@ TEST(CropSelection, FocalPointAndTheDetectorsBox) {
     const FaceBox tight = tight_face({100, 60, 399, 359});  // 300 wide: the box was 200
     EXPECT_EQ(std::vector<int>({tight.left, tight.top, tight.right, tight.bottom}),
               std::vector<int>({150, 110, 349, 309}));
+}
+
+// Through the library: a sharp checkered disc flush with the right edge of
+// a blurred ground of stripes, where the library's own ranking leaves it out.
+TEST(CropSelection, AGeneratedSubjectFlushWithTheEdgeStaysWhole) {
+    cv::Mat bgr(300, 480, CV_8UC3);
+    for (int y = 0; y < bgr.rows; ++y)
+        for (int x = 0; x < bgr.cols; ++x)
+            bgr.at<cv::Vec3b>(y, x) =
+                (x / 30) % 2 ? cv::Vec3b(200, 180, 120) : cv::Vec3b(60, 90, 40);
+    cv::GaussianBlur(bgr, bgr, cv::Size(0, 0), 8);
+    const cv::Point centre(439, 120);
+    for (int y = 80; y <= 160; ++y)
+        for (int x = 399; x < 480; ++x)
+            if (cv::norm(cv::Point(x, y) - centre) <= 40)
+                bgr.at<cv::Vec3b>(y, x) =
+                    (x / 4 + y / 4) % 2 ? cv::Vec3b(40, 30, 220) : cv::Vec3b(250, 240, 40);
+    DecodedImage decoded;
+    decoded.width = decoded.fullWidth = 480;
+    decoded.height = decoded.fullHeight = 300;
+    for (size_t i = 0; i < bgr.total(); ++i)
+        decoded.pixels.insert(decoded.pixels.end(),
+                              {0, bgr.data[3 * i + 2], bgr.data[3 * i + 1], bgr.data[3 * i]});
+    CropRequest request;
+    request.aspects = {1.0, 9.0 / 16};
+    request.count = 2;
+    const CropAnswer answer = AnalysedImage(std::move(decoded), request).suggest();
+    ASSERT_EQ(answer.crops.size(), 2u);
+    for (const CropRect& c : answer.crops) {
+        EXPECT_EQ(c.right, 479);  // holds the disc out to the image's edge
+        EXPECT_LE(c.left, 399);
+        EXPECT_TRUE(c.top <= 80 && c.bottom >= 160) << c.top << " " << c.bottom;
+    }
+    EXPECT_GT(answer.focus.x, 0.6);
 }
 
 }  // namespace
