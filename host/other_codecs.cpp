@@ -1,9 +1,14 @@
 // TIFF, BMP and the portable formats through OpenCV's codecs. OpenCV reads no
 // header without decoding, so the size comes from our own reading first.
-#include <opencv2/imgcodecs.hpp>
+// The codecs are loaded when the first such file is met: linked, they would
+// bring some hundred shared libraries (GDAL, poppler, ...) into every run,
+// a cost a JPEG or PNG run should not pay.
+#include <dlfcn.h>
 
 #include <cctype>
 #include <cstring>
+#include <mutex>
+#include <opencv2/imgcodecs.hpp>
 #include <string>
 
 #include "host/codecs.h"
@@ -69,6 +74,25 @@ HeaderSize tiff_size(const std::vector<uint8_t>& b) {
     return {width, height};
 }
 
+// cv::imdecode(InputArray, int), looked up in OpenCV's codec library.
+using Imdecode = cv::Mat (*)(const cv::_InputArray&, int);
+
+Imdecode opencv_imdecode() {
+    static std::once_flag once;
+    static Imdecode function = nullptr;
+    std::call_once(once, [] {
+        // Kept loaded for the rest of the process, as a linked library would be.
+        void* library = dlopen(SMARTCROP_IMGCODECS_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+        if (library != nullptr)
+            function =
+                reinterpret_cast<Imdecode>(dlsym(library, "_ZN2cv8imdecodeERKNS_11_InputArrayEi"));
+    });
+    if (function == nullptr)
+        throw HostError("the TIFF, BMP and PNM reader (" SMARTCROP_IMGCODECS_LIBRARY
+                        ") cannot be loaded");
+    return function;
+}
+
 }  // namespace
 
 RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
@@ -83,9 +107,10 @@ RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
         first_directory_value(bytes.data(), bytes.size(), 0x0112, orientation) &&
         orientation >= 1 && orientation <= 8)
         out.orientation = static_cast<int>(orientation);
+    const Imdecode imdecode = opencv_imdecode();
     cv::Mat bgr;
     try {
-        bgr = cv::imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
+        bgr = imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
     } catch (const cv::Exception&) {
         bgr.release();
     }

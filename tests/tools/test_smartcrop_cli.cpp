@@ -97,6 +97,22 @@ TEST_F(SmartcropCli, FacesAreReportedOnlyWhenAskedFor) {
     EXPECT_EQ(r.out, "False\n");
 }
 
+// OpenCV's codecs (and the hundred libraries they bring) are loaded only
+// when a TIFF, BMP or PNM file is met, and then they read it.
+TEST_F(SmartcropCli, RareFormatsLoadTheirReaderWhenMet) {
+    const std::string bmp = (dir / "photo.bmp").string();
+    cv::imwrite(bmp, cv::imread(png));
+    const std::string count = " 2>&1 >/dev/null | grep -c 'file=libopencv_imgcodecs'";
+    EXPECT_EQ(
+        run("LD_DEBUG=files " + std::string(SMARTCROP_CLI) + " --format json " + jpeg + count).out,
+        "0\n");
+    EXPECT_NE(
+        run("LD_DEBUG=files " + std::string(SMARTCROP_CLI) + " --format json " + bmp + count).out,
+        "0\n");
+    const Outcome r = json(bmp, "d[0][\"width\"], d[0][\"height\"]");
+    EXPECT_EQ(r.out, "360 240\n") << err();
+}
+
 TEST_F(SmartcropCli, SizeRoiAndWrittenCrops) {
     Outcome r = json("--size 120x80 " + png,
                      "set((s[\"width\"], s[\"height\"]) for s in d[0][\"suggestions\"])");
