@@ -193,4 +193,12 @@ void build_tables(ImageAnalysis& a) {
     for (int k = 0; k < 4; ++k) a.borderInverseMeans[k] = 1.0f / (means[k] + 0.01f);
 }
 
+void ImageAnalysis::release_maps() {
+    workImage = ByteImage();
+    for (FloatMap* m :
+         {&saliencyMap, &edgeMap, &saliencyMask, &contrastMap, &contrastPeakMap, &gradientMap,
+          &borderMaps[0], &borderMaps[1], &borderMaps[2], &borderMaps[3]})
+        *m = FloatMap();
+}
+
 }  // namespace smartCrop

@@ -44,6 +44,10 @@ struct ImageAnalysis {
 
     // False after the extreme-aspect message: the image was too thin to analyse.
     bool has_maps() const { return workWidth >= 1 && workHeight >= 1; }
+    // Frees what only the analysis itself reads (the work image and the maps
+    // the tables were built from); queries read the tables, the totals and
+    // the high-resolution copy. About a third of what an analysis holds.
+    void release_maps();
     // A crop of the source in work coordinates, clamped into the maps.
     WorkRect work_rect(const CropRect& crop) const;
 };
