@@ -61,12 +61,18 @@ public:
     void detect_faces();
 
 private:
+    // The ranks of one feature over the last candidates ranked.
+    struct RankMemo {
+        std::vector<float> values, ranks;
+    };
+
     ImageAnalysis maps;
     SmartCropParams analysisParams;
     std::vector<RectOfInterest> roiList;
     std::vector<CropRect> suggestions;
     std::unique_ptr<float[]> scoringScratch;
     bool facesDone = false;
+    std::array<RankMemo, 5> rankMemos;
 };
 
 // The rectangle of interest a face box of the high-resolution copy stands

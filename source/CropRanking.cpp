@@ -1,6 +1,7 @@
 // From scored candidates to a short, diverse, ranked list.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "source/CropAnalyzer.h"
 #include "source/CropGeometry.h"
@@ -98,21 +99,30 @@ std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count,
                                                      const std::vector<const CropRect*>& F,
                                                      const std::array<double, 6>& weights) {
     const size_t n = F.size();
-    auto ranks = [&](double CropRect::*field) {
+    // A feature's ranks depend only on its values in candidate order: a
+    // repeated query over the same candidates reuses them (the values are
+    // compared bit for bit, so the ranks are the ones a sort would give).
+    auto ranks = [&](double CropRect::*field, RankMemo& memo) -> const std::vector<float>& {
+        std::vector<float> values(n);
+        for (size_t i = 0; i < n; ++i) values[i] = static_cast<float>(F[i]->*field);
+        if (values.size() == memo.values.size() &&
+            (n == 0 || std::memcmp(values.data(), memo.values.data(), n * sizeof(float)) == 0))
+            return memo.ranks;
         std::vector<std::pair<float, uint32_t>> pairs(n);
-        for (size_t i = 0; i < n; ++i)
-            pairs[i] = {static_cast<float>(F[i]->*field), static_cast<uint32_t>(i)};
-        std::vector<float> r(n);
-        log_rank(pairs, r);
-        return r;
+        for (size_t i = 0; i < n; ++i) pairs[i] = {values[i], static_cast<uint32_t>(i)};
+        memo.ranks.assign(n, 0.0f);
+        log_rank(pairs, memo.ranks);
+        memo.values = std::move(values);
+        return memo.ranks;
     };
-    const std::vector<float> R0 = ranks(&CropRect::aestheticScore);
-    const std::vector<float> R1 = ranks(&CropRect::coverageScore);
-    const std::vector<float> R2 = ranks(&CropRect::borderScore);
-    const std::vector<float> R3 =
-        weights[3] > 0 ? ranks(&CropRect::peakShare) : std::vector<float>();
-    const std::vector<float> R4 =
-        weights[4] > 0 ? ranks(&CropRect::centreShare) : std::vector<float>();
+    static const std::vector<float> kNone;
+    const std::vector<float>& R0 = ranks(&CropRect::aestheticScore, rankMemos[0]);
+    const std::vector<float>& R1 = ranks(&CropRect::coverageScore, rankMemos[1]);
+    const std::vector<float>& R2 = ranks(&CropRect::borderScore, rankMemos[2]);
+    const std::vector<float>& R3 =
+        weights[3] > 0 ? ranks(&CropRect::peakShare, rankMemos[3]) : kNone;
+    const std::vector<float>& R4 =
+        weights[4] > 0 ? ranks(&CropRect::centreShare, rankMemos[4]) : kNone;
 
     std::vector<std::pair<double, uint32_t>> order(n);
     for (size_t i = 0; i < n; ++i) {

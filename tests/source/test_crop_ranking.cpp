@@ -111,6 +111,21 @@ TEST_F(Ranking, NearDuplicatesFormOneCluster) {
     EXPECT_LE(overlap_iou(two[0], two[1]), 0.83f);
 }
 
+// Ranks are reused while the candidates' values are the same, and only then.
+TEST_F(Ranking, RepeatedRankingsMatchFreshOnes) {
+    std::vector<CropRect> some = spread(30);
+    const std::vector<CropRect> first = analyzer->rank_candidates(3, in_place(some), kWeights);
+    EXPECT_EQ(analyzer->rank_candidates(3, in_place(some), kWeights).front().left,
+              first.front().left);
+    some[0].aestheticScore = some[0].coverageScore = some[0].borderScore = 100;  // now the best
+    const auto again = analyzer->rank_candidates(3, in_place(some), kWeights);
+    EXPECT_EQ(again.front().left, 0);
+    CropAnalyzer fresh(*image->get(), SmartCropParams(), {});
+    const auto expected = fresh.rank_candidates(3, in_place(some), kWeights);
+    ASSERT_EQ(again.size(), expected.size());
+    for (size_t i = 0; i < again.size(); ++i) EXPECT_EQ(again[i].score, expected[i].score) << i;
+}
+
 TEST_F(Ranking, ModesRankOnOneFeature) {
     std::vector<CropRect> c = spread(20);
     for (int i = 0; i < 20; ++i) c[i].borderScore = 19 - i;  // border prefers the first
