@@ -5,6 +5,8 @@
 #include <deque>
 #include <opencv2/imgproc.hpp>
 
+#include "saliency/lab_conversion.h"
+
 namespace smartCrop {
 
 namespace {
@@ -269,7 +271,8 @@ cv::Mat compute_mbd_saliency(const cv::Mat& source, bool centre_bias) {
     const float scale = 300.0f / static_cast<float>(std::max(source.rows, source.cols));
     cv::Mat work;
     cv::resize(source, work, cv::Size(), scale, scale, cv::INTER_AREA);
-    cv::cvtColor(work, work, cv::COLOR_RGB2Lab);  // code 45, deliberately on blue-green-red data
+    // As cv::COLOR_RGB2Lab (code 45), deliberately on blue-green-red data.
+    for (int y = 0; y < work.rows; ++y) rgb_to_lab(work.ptr<uint8_t>(y), work.cols);
     const cv::Mat unfiltered = work.clone();
     cv::medianBlur(work, work, 5);
 
