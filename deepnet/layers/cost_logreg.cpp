@@ -20,9 +20,11 @@ void layer_test_cost_logreg<Dtype>::fprop_test(uint64_t batch, const layer_model
     float sum = 0.0f;
     for (uint64_t i = 0; i < batch; ++i) {
         const float label = i < labels.size() ? labels[i] : 0.0f;
-        const uint64_t index = label > 0 ? static_cast<uint64_t>(label) : 0;
-        // A label past the scores names no class: refused rather than read.
-        if (index >= n || i * n + index >= scores.size()) {
+        // A label past the scores names no class: refused rather than read,
+        // and before it is converted, which a huge one would overflow.
+        const bool past = label > 0 && !(static_cast<double>(label) < static_cast<double>(n));
+        const uint64_t index = label > 0 && !past ? static_cast<uint64_t>(label) : 0;
+        if (past || index >= n || i * n + index >= scores.size()) {
             throw std::runtime_error("layer_test_logreg::fprop_test(): label out of range");
         }
         sum -= logf(scores[i * n + index]);

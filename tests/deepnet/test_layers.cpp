@@ -265,7 +265,10 @@ TEST(FullyConnectedAndCost, TwoInputsAndLogisticCost) {
     r.biases = {0.5f, -0.5f};
     EXPECT_EQ(run<layer_test_fc<float>>(r, {&a, &b}), (std::vector<float>{11.5f, 21.5f}));
 
-    Given scores({2}, {0.25f, 0.75f}), label({1}, {1});
+    Given scores({2}, {0.25f, 0.75f}), label({1}, {1}), huge({1}, {3.2e19f});
+    // A label no class has, beyond any integer type: refused, not converted.
+    EXPECT_THROW(run<layer_test_cost_logreg<float>>(layer_model_cost_logreg(), {&scores, &huge}),
+                 std::runtime_error);
     EXPECT_FLOAT_EQ(
         run<layer_test_cost_logreg<float>>(layer_model_cost_logreg(), {&scores, &label})[0],
         -std::log(0.75f));
