@@ -16,16 +16,6 @@ std::string size_text(uint64_t width, uint64_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
 }
 
-// The requested ratio a crop stands for: the nearest of the list.
-double nearest_ratio(const std::vector<double>& ratios, const CropRect& c) {
-    const double r = (c.right - c.left + 1.0) / (c.bottom - c.top + 1.0);
-    double best = ratios.front();
-    for (double x : ratios) {
-        if (std::fabs(std::log(x / r)) < std::fabs(std::log(best / r))) best = x;
-    }
-    return best;
-}
-
 // Outward, so that a hard rectangle keeps all it holds on a reduced image.
 RectOfInterest to_decoded(RectOfInterest r, double sx, double sy) {
     r.left = static_cast<int32_t>(std::floor(r.left * sx));
@@ -101,7 +91,7 @@ CropRect AnalysedImage::to_full(const CropRect& c) const {
         fh = static_cast<int>(request.height);
     } else {
         // The larger crop of the wanted ratio, one side rounded from the other.
-        const double ratio = nearest_ratio(request.aspects, c);
+        const double ratio = request.aspects[nearest_ratio(request.aspects, c)];
         fw = std::min(W, static_cast<int>(std::lround((c.right - c.left + 1) * sx)));
         fh = static_cast<int>(std::lround(fw / ratio));
         if (fh > H) {

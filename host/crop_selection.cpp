@@ -46,15 +46,6 @@ double iou(const CropRect& a, const CropRect& b) {
     return u > 0 ? i / u : 0.0;
 }
 
-size_t nearest_ratio(const std::vector<double>& ratios, const CropRect& c) {
-    const double r = (c.right - c.left + 1.0) / (c.bottom - c.top + 1.0);
-    size_t best = 0;
-    for (size_t k = 1; k < ratios.size(); ++k) {
-        if (std::fabs(std::log(ratios[k] / r)) < std::fabs(std::log(ratios[best] / r))) best = k;
-    }
-    return best;
-}
-
 // Each value's rank among all, 0 for the lowest and 1 for the highest; equal
 // values share their mean rank, and values that are not numbers count lowest.
 std::vector<double> ranks(const std::vector<double>& values) {
@@ -122,6 +113,15 @@ FaceVerdict judge(const CropRect& c, const std::vector<FaceBox>& faces, uint32_t
 }
 
 }  // namespace
+
+size_t nearest_ratio(const std::vector<double>& ratios, const CropRect& c) {
+    const double r = (c.right - c.left + 1.0) / (c.bottom - c.top + 1.0);
+    size_t best = 0;
+    for (size_t k = 1; k < ratios.size(); ++k) {
+        if (std::fabs(std::log(ratios[k] / r)) < std::fabs(std::log(ratios[best] / r))) best = k;
+    }
+    return best;
+}
 
 std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
                                    const std::vector<double>& sharpness,

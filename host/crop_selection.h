@@ -25,6 +25,10 @@ struct SelectionOptions {
     double overlapLimit = 0.5;
 };
 
+// The index of the ratio of `ratios` (not empty) nearest to the crop's, by
+// the logarithm of their quotient: the ratio the crop was made for.
+size_t nearest_ratio(const std::vector<double>& ratios, const CropRect& crop);
+
 // `candidates`: every crop the library scored (full-resolution pixels, with
 // its features), `sharpness`: the share of the picture's sharp detail in
 // each (see SharpnessMap; empty to leave it out), `ratios`: the requested
