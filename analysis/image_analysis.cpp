@@ -40,7 +40,7 @@ WorkRect ImageAnalysis::work_rect(const CropRect& crop) const {
 }
 
 void analyze_image(const IImage& source, const SmartCropParams& params,
-                   const std::vector<RectOfInterest>& rects, ImageAnalysis& a) {
+                   const std::vector<RectOfInterest>& rects, ImageAnalysis& a, KeepMaps keep) {
     a.sourceWidth = static_cast<int32_t>(source.GetWidth());
     a.sourceHeight = static_cast<int32_t>(source.GetHeight());
     const AnalysisSizes s = analysis_sizes(a.sourceWidth, a.sourceHeight);
@@ -54,7 +54,7 @@ void analyze_image(const IImage& source, const SmartCropParams& params,
     resize_sources(source.GetConstPixels(), a);
     extract_maps(params, rects, a);
     gradient_map(a.workImage, a.gradientMap);
-    build_tables(a);
+    build_tables(a, keep);
 }
 
 void resize_sources(const uint8_t* pixels, ImageAnalysis& a) {
@@ -149,7 +149,7 @@ float floored_total(const DoubleMap& table) {
 
 }  // namespace
 
-void build_tables(ImageAnalysis& a) {
+void build_tables(ImageAnalysis& a, KeepMaps keep) {
     const int W = a.workWidth, H = a.workHeight;
     threshold_relative(a.contrastMap, 0.3f);
     a.saliencyMask = a.saliencyMap;
@@ -159,25 +159,26 @@ void build_tables(ImageAnalysis& a) {
     vs_powx(static_cast<int>(a.contrastPeakMap.size()), a.contrastPeakMap.data.data(), 3.0f,
             a.contrastPeakMap.data.data());
 
-    const std::pair<const FloatMap*, DoubleMap*> tables[] = {
-        {&a.saliencyMap, &a.saliencyIntegral},         {&a.edgeMap, &a.edgeIntegral},
-        {&a.saliencyMask, &a.saliencyMaskIntegral},    {&a.contrastMap, &a.contrastIntegral},
-        {&a.contrastPeakMap, &a.contrastPeakIntegral}, {&a.gradientMap, &a.gradientIntegral}};
-    const FloatMap* maps[10];
-    DoubleMap* integrals[10];
-    int n = 0;
-    for (const auto& [map, table] : tables) {
-        table->resize(H, W);
-        maps[n] = map;
-        integrals[n++] = table;
+    FloatMap* maps[10] = {&a.saliencyMap,     &a.edgeMap,      &a.saliencyMask,  &a.contrastMap,
+                          &a.contrastPeakMap, &a.gradientMap,  &a.borderMaps[0], &a.borderMaps[1],
+                          &a.borderMaps[2],   &a.borderMaps[3]};
+    DoubleMap* integrals[10] = {&a.saliencyIntegral,     &a.edgeIntegral,
+                                &a.saliencyMaskIntegral, &a.contrastIntegral,
+                                &a.contrastPeakIntegral, &a.gradientIntegral,
+                                &a.borderIntegrals[0],   &a.borderIntegrals[1],
+                                &a.borderIntegrals[2],   &a.borderIntegrals[3]};
+    for (int k = 0; k < 4; ++k) threshold_relative(a.borderMaps[k], 0.01f);
+    if (keep == KeepMaps::No) a.workImage = ByteImage();
+    // Four tables at a time: enough running sums side by side to hide their
+    // latency, and each group's maps are freed before the next group's
+    // tables are made, so the maps and all ten tables never live together.
+    for (int k0 = 0; k0 < 10; k0 += 4) {
+        const int count = std::min(4, 10 - k0);
+        for (int k = k0; k < k0 + count; ++k) integrals[k]->resize(H, W);
+        integral_images(maps + k0, integrals + k0, count);
+        if (keep == KeepMaps::No)
+            for (int k = k0; k < k0 + count; ++k) *maps[k] = FloatMap();
     }
-    for (int k = 0; k < 4; ++k) {
-        threshold_relative(a.borderMaps[k], 0.01f);
-        a.borderIntegrals[k].resize(H, W);
-        maps[n] = &a.borderMaps[k];
-        integrals[n++] = &a.borderIntegrals[k];
-    }
-    integral_images(maps, integrals, n);
     a.saliencyMaskTotal = floored_total(a.saliencyMaskIntegral);
     a.contrastTotal = floored_total(a.contrastIntegral);
     a.gradientTotal = floored_total(a.gradientIntegral);
@@ -191,14 +192,6 @@ void build_tables(ImageAnalysis& a) {
         static_cast<float>(region_mean(a.borderIntegrals[2], 0, H - 1, 0, B - 1)),
         static_cast<float>(region_mean(a.borderIntegrals[3], 0, H - 1, W - B, W - 1))};
     for (int k = 0; k < 4; ++k) a.borderInverseMeans[k] = 1.0f / (means[k] + 0.01f);
-}
-
-void ImageAnalysis::release_maps() {
-    workImage = ByteImage();
-    for (FloatMap* m :
-         {&saliencyMap, &edgeMap, &saliencyMask, &contrastMap, &contrastPeakMap, &gradientMap,
-          &borderMaps[0], &borderMaps[1], &borderMaps[2], &borderMaps[3]})
-        *m = FloatMap();
 }
 
 }  // namespace smartCrop

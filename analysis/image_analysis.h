@@ -44,25 +44,28 @@ struct ImageAnalysis {
 
     // False after the extreme-aspect message: the image was too thin to analyse.
     bool has_maps() const { return workWidth >= 1 && workHeight >= 1; }
-    // Frees what only the analysis itself reads (the work image and the maps
-    // the tables were built from); queries read the tables, the totals and
-    // the high-resolution copy. About a third of what an analysis holds.
-    void release_maps();
     // A crop of the source in work coordinates, clamped into the maps.
     WorkRect work_rect(const CropRect& crop) const;
 };
 
+// Queries read the tables, the totals and the high-resolution copy. The work
+// image and the maps the tables are built from are freed as the tables are
+// built (each map as soon as its table is there, so the maps and all ten
+// tables never live together), unless a caller looks at them.
+enum class KeepMaps { No, Yes };
+
 // The whole analysis. `params` gives the fills that paint `rects` (source
 // pixels) into the maps.
 void analyze_image(const IImage& source, const SmartCropParams& params,
-                   const std::vector<RectOfInterest>& rects, ImageAnalysis& out);
+                   const std::vector<RectOfInterest>& rects, ImageAnalysis& out,
+                   KeepMaps keep = KeepMaps::No);
 
 // The stages, in order.
 void resize_sources(const uint8_t* pixels, ImageAnalysis& a);
 void extract_maps(const SmartCropParams& params, const std::vector<RectOfInterest>& rects,
                   ImageAnalysis& a);
 void gradient_map(const ByteImage& workImage, FloatMap& gradientMap);
-void build_tables(ImageAnalysis& a);
+void build_tables(ImageAnalysis& a, KeepMaps keep);
 
 }  // namespace smartCrop
 

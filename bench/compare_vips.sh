@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 runs=${1:-11}
 photos=$HOME/.cache/smartcrop/training-photos/photos
 bash scripts/fetch_training_photos.sh ../shared/training-photos.tsv "$(dirname "$photos")" >/dev/null
-command -v vipsthumbnail >/dev/null || { apt-get update -qq && apt-get install -y -qq libvips-tools >/dev/null; }
+command -v vipsthumbnail >/dev/null && [ -x /usr/bin/time ] || { apt-get update -qq && apt-get install -y -qq libvips-tools time >/dev/null; }
 cmake --build build/release --target smartcrop-cli >/dev/null
 
 median_ms() {  # runs a command $runs times, prints the median wall time in ms
@@ -27,7 +27,10 @@ out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 batch=10
 printf 'per process: one image per run; batch: %d copies in one process, per image\n' "$batch"
-printf '%-48s %10s %12s %8s   %10s %12s %8s\n' photo smartcrop vipsthumbnail ratio "batch ours" "batch vips" ratio
+peak_mib() {  # the peak resident memory of one run of a command, in MiB
+  /usr/bin/time -f %M "$@" 2>&1 >/dev/null | tail -n 1 | awk '{ printf "%.0f", $1 / 1024 }'
+}
+printf '%-48s %10s %12s %8s   %10s %12s %8s   %s\n' photo smartcrop vipsthumbnail ratio "batch ours" "batch vips" ratio "peak MiB ours/vips"
 for name in mate-backgrounds__usr_share_backgrounds_mate_nature_Storm.jpg \
             digikam-data__usr_share_digikam_about_images_body-background.jpg; do
   image=$photos/$name
@@ -37,8 +40,11 @@ for name in mate-backgrounds__usr_share_backgrounds_mate_nature_Storm.jpg \
   for i in $(seq "$batch"); do ln -sf "$image" "$out/copy$i.jpg"; copies+=("$out/copy$i.jpg"); done
   oursBatch=$(median_ms ./build/release/tools/smartcrop --aspect 16:9 --format json "${copies[@]}")
   theirsBatch=$(VIPS_CONCURRENCY=1 median_ms vipsthumbnail "${copies[@]}" -s 640x360 -m attention -o "$out/%s-thumb.jpg")
+  peakOurs=$(peak_mib ./build/release/tools/smartcrop --aspect 16:9 --format json "$image")
+  peakTheirs=$(VIPS_CONCURRENCY=1 peak_mib vipsthumbnail "$image" -s 640x360 -m attention -o "$out/thumb.jpg")
   size=$(file -b "$image" | grep -oE '[0-9]+x[0-9]+' | tail -1)
   ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }
-  printf '%-48s %8s ms %10s ms %8s   %8s ms %10s ms %8s\n' "${name##*__} ($size)" "$ours" "$theirs" \
-    "$(ratio "$ours" "$theirs")" "$((oursBatch / batch))" "$((theirsBatch / batch))" "$(ratio "$oursBatch" "$theirsBatch")"
+  printf '%-48s %8s ms %10s ms %8s   %8s ms %10s ms %8s   %s/%s\n' "${name##*__} ($size)" "$ours" "$theirs" \
+    "$(ratio "$ours" "$theirs")" "$((oursBatch / batch))" "$((theirsBatch / batch))" "$(ratio "$oursBatch" "$theirsBatch")" \
+    "$peakOurs" "$peakTheirs"
 done

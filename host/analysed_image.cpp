@@ -40,10 +40,8 @@ AnalysedImage::AnalysedImage(DecodedImage decoded, CropRequest req)
         throw HostError("the image is too thin to crop: " + size_text(fullWidth, fullHeight) +
                         " pixels (its sides may differ by 300 times at most)");
     }
-    const uint64_t offsets[4] = {0, 1, 2, 3};
-    image.reset(CreateImageObj(decoded.height, decoded.width, 4, offsets, decoded.pixels.data()));
-    if (!image) throw HostError("out of memory for the image");
-    decoded.pixels = std::vector<uint8_t>();  // the library holds its own copy
+    image = decoded.pixels.release();
+    if (!image) throw HostError("the image has no pixels");
 
     std::vector<RatioEntry> aspects, scales;
     for (double r : request.aspects) aspects.push_back({r, true});

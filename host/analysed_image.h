@@ -22,17 +22,10 @@ struct CropAnswer {
     FocalPoint focus;
 };
 
-template <class T>
-struct Releaser {
-    void operator()(T* p) const { p->Release(); }
-};
-template <class T>
-using Counted = std::unique_ptr<T, Releaser<T>>;
-
 class AnalysedImage {
 public:
-    // Checks the request, hands the pixels to the library (releasing the
-    // decoded copy) and lets it analyse them.
+    // Checks the request and lets the library analyse the decoded pixels,
+    // which it holds from then on.
     AnalysedImage(DecodedImage image, CropRequest request);
 
     // The host layer's answer (see crop_selection.h), or with `plain` in the

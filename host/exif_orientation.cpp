@@ -41,7 +41,7 @@ void apply_orientation(DecodedImage& image, int orientation) {
     const size_t W = image.width, H = image.height;
     const bool swaps = orientation >= 5;
     const size_t outW = swaps ? H : W, outH = swaps ? W : H;
-    std::vector<uint8_t> out(image.pixels.size());
+    PixelBuffer out(static_cast<uint32_t>(outW), static_cast<uint32_t>(outH));
     const uint8_t* in = image.pixels.data();
     for (size_t y = 0; y < outH; ++y) {
         for (size_t x = 0; x < outW; ++x) {

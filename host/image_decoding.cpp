@@ -35,6 +35,45 @@ uint64_t file_limit(const DecodeOptions& options) {
 
 }  // namespace
 
+PixelBuffer::PixelBuffer(uint32_t width, uint32_t height) {
+    const uint64_t offsets[4] = {0, 1, 2, 3};
+    image.reset(CreateImageObj(height, width, 4, offsets, nullptr));
+    if (!image) throw HostError("out of memory for the image");
+    bytes = image->GetPixels();
+    byteCount = size_t{width} * height * 4;
+}
+
+DecodedImage pixels_image(const uint8_t* data, uint32_t width, uint32_t height, size_t rowStride,
+                          ChannelOrder order) {
+    if (width == 0 || height == 0) throw HostError("the image has no pixels");
+    DecodedImage image;
+    image.format = ImageFormat::Unknown;
+    image.width = image.fullWidth = width;
+    image.height = image.fullHeight = height;
+    image.pixels = PixelBuffer(width, height);
+    const int step = order == ChannelOrder::Rgba ? 4 : order == ChannelOrder::Grey ? 1 : 3;
+    // Where red, green and blue lie within a source pixel.
+    const int red = order == ChannelOrder::Bgr ? 2 : 0;
+    const int green = order == ChannelOrder::Grey ? 0 : 1;
+    const int blue = order == ChannelOrder::Bgr ? 0 : order == ChannelOrder::Grey ? 0 : 2;
+    for (uint32_t y = 0; y < height; ++y) {
+        const uint8_t* in = data + y * rowStride;
+        uint8_t* out = image.pixels.data() + size_t{y} * width * 4;
+        for (uint32_t x = 0; x < width; ++x, in += step, out += 4) {
+            out[1] = in[red];
+            out[2] = in[green];
+            out[3] = in[blue];
+        }
+    }
+    return image;
+}
+
+Counted<IImage> PixelBuffer::release() {
+    bytes = nullptr;
+    byteCount = 0;
+    return std::move(image);
+}
+
 ImageFormat sniff_format(const uint8_t* b, size_t n) {
     auto starts = [&](const char* magic, size_t length) {
         return n >= length && std::memcmp(b, magic, length) == 0;

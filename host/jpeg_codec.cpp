@@ -37,7 +37,7 @@ std::string codec_text(tjhandle handle) {
 }
 
 // As photo editors store it (inverted, Adobe style), in place.
-void cmyk_to_xrgb(std::vector<uint8_t>& pixels) {
+void cmyk_to_xrgb(PixelBuffer& pixels) {
     for (size_t i = 0; i < pixels.size(); i += 4) {
         const int k = pixels[i + 3];
         uint8_t rgb[3];
@@ -78,7 +78,7 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     image.fullHeight = static_cast<uint32_t>(height);
     image.width = static_cast<uint32_t>(TJSCALED(width, scale));
     image.height = static_cast<uint32_t>(TJSCALED(height, scale));
-    image.pixels.assign(size_t{image.width} * image.height * 4, 0);
+    image.pixels = PixelBuffer(image.width, image.height);
     // Progressive files of very many scans cost time without end.
     int flags = TJFLAG_LIMITSCANS;
     if (!options.lenient) flags |= TJFLAG_STOPONWARNING;

@@ -125,7 +125,7 @@ RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
     image.format = format;
     image.width = image.fullWidth = static_cast<uint32_t>(bgr.cols);
     image.height = image.fullHeight = static_cast<uint32_t>(bgr.rows);
-    image.pixels.resize(size_t{image.width} * image.height * 4);
+    image.pixels = PixelBuffer(image.width, image.height);
     for (int y = 0; y < bgr.rows; ++y) {
         const uint8_t* in = bgr.ptr<uint8_t>(y);
         uint8_t* o = &image.pixels[size_t{static_cast<uint32_t>(y)} * image.width * 4];

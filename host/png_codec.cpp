@@ -56,7 +56,7 @@ RawDecode decode_png(const std::vector<uint8_t>& bytes, const DecodeOptions& opt
     image.format = ImageFormat::Png;
     image.width = image.fullWidth = ihdr.width;
     image.height = image.fullHeight = ihdr.height;
-    image.pixels.assign(size_t{ihdr.width} * ihdr.height * 4, 0);
+    image.pixels = PixelBuffer(ihdr.width, ihdr.height);
     const int e = spng_decode_image(png.ctx, image.pixels.data(), image.pixels.size(),
                                     SPNG_FMT_RGBA8, SPNG_DECODE_TRNS);
     // Lenient: the rows decoded before the damage stand, the rest stay black.

@@ -20,7 +20,7 @@ RawDecode decode_webp(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     image.format = ImageFormat::Webp;
     image.width = image.fullWidth = static_cast<uint32_t>(features.width);
     image.height = image.fullHeight = static_cast<uint32_t>(features.height);
-    image.pixels.assign(size_t{image.width} * image.height * 4, 0);
+    image.pixels = PixelBuffer(image.width, image.height);
     const int stride = static_cast<int>(image.width * 4);
     // Alpha, red, green, blue: the first byte is the one the library ignores.
     if (!options.lenient) {

@@ -19,7 +19,6 @@ CropAnalyzer::CropAnalyzer(IImage& image, const SmartCropParams& params,
     analysisParams.scaleRatios = nullptr;
     analysisParams.rectsOfInterest = nullptr;
     analyze_image(image, analysisParams, roiList, maps);
-    maps.release_maps();
 }
 
 bool widened_face(const FaceBox& f, float highScale, int32_t sourceWidth, int32_t sourceHeight,

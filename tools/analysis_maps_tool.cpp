@@ -48,7 +48,8 @@ int main(int argc, char** argv) {
     int status = 0;
     try {
         smartCrop::ImageAnalysis a;
-        smartCrop::analyze_image(*image, smartCrop::SmartCropParams(), {}, a);
+        smartCrop::analyze_image(*image, smartCrop::SmartCropParams(), {}, a,
+                                 smartCrop::KeepMaps::Yes);
         if (!a.has_maps()) throw std::runtime_error("the image is too thin to analyse");
         const std::string dir = argv[2];
         const std::pair<const smartCrop::FloatMap*, const char*> maps[] = {

@@ -51,15 +51,8 @@ double iou(const CropRect& a, const CropRect& b) {
 }
 
 host::DecodedImage decoded_from(const cv::Mat& bgr) {
-    host::DecodedImage d;
-    d.width = d.fullWidth = static_cast<uint32_t>(bgr.cols);
-    d.height = d.fullHeight = static_cast<uint32_t>(bgr.rows);
-    d.pixels.resize(bgr.total() * 4);
-    for (size_t i = 0; i < bgr.total(); ++i) {
-        d.pixels[4 * i] = 0;
-        for (int c = 0; c < 3; ++c) d.pixels[4 * i + 1 + c] = bgr.data[3 * i + 2 - c];
-    }
-    return d;
+    return host::pixels_image(bgr.data, static_cast<uint32_t>(bgr.cols),
+                              static_cast<uint32_t>(bgr.rows), bgr.step, host::ChannelOrder::Bgr);
 }
 
 host::CropAnswer answer(const cv::Mat& bgr, const std::vector<double>& ratios, bool faces,

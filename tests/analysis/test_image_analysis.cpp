@@ -16,7 +16,7 @@ namespace {
 std::unique_ptr<ImageAnalysis> analyse(const test::Image& image, const SmartCropParams& params = {},
                                        const std::vector<RectOfInterest>& rects = {}) {
     auto analysis = std::make_unique<ImageAnalysis>();
-    analyze_image(*image.get(), params, rects, *analysis);
+    analyze_image(*image.get(), params, rects, *analysis, KeepMaps::Yes);
     return analysis;
 }
 

@@ -147,12 +147,7 @@ TEST(CropSelection, AGeneratedSubjectFlushWithTheEdgeStaysWhole) {
             if (cv::norm(cv::Point(x, y) - centre) <= 40)
                 bgr.at<cv::Vec3b>(y, x) =
                     (x / 4 + y / 4) % 2 ? cv::Vec3b(40, 30, 220) : cv::Vec3b(250, 240, 40);
-    DecodedImage decoded;
-    decoded.width = decoded.fullWidth = 480;
-    decoded.height = decoded.fullHeight = 300;
-    for (size_t i = 0; i < bgr.total(); ++i)
-        decoded.pixels.insert(decoded.pixels.end(),
-                              {0, bgr.data[3 * i + 2], bgr.data[3 * i + 1], bgr.data[3 * i]});
+    DecodedImage decoded = pixels_image(bgr.data, 480, 300, bgr.step, ChannelOrder::Bgr);
     CropRequest request;
     request.aspects = {1.0, 9.0 / 16};
     request.count = 2;
