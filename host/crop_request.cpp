@@ -30,6 +30,11 @@ void check_request(const CropRequest& r) {
     }
 }
 
+uint32_t reduced_long_side(const CropRequest& request) {
+    if (!request.rects.empty()) return 0;
+    return request.faces ? 1024 : 640;
+}
+
 bool uses_plain_ranking(const CropRequest& r) {
     return r.plain || r.mode != 0 || r.weights != CropRequest().weights;
 }

@@ -29,6 +29,14 @@ struct CropRequest {
 
 bool uses_plain_ranking(const CropRequest& request);
 
+// The long side a JPEG may be reduced to while decoding (see DecodeOptions)
+// without changing what the request needs: the analysis reads 640 pixels,
+// face detection 1024, and rectangles of interest must hold to the pixel
+// (0: full size). Reduced by the decoder's DCT scaling, the 640-pixel image
+// the analysis reads is also closer to the full image's area average than
+// one sampled down from twice the size.
+uint32_t reduced_long_side(const CropRequest& request);
+
 // Throws HostError for what no query could answer sensibly: no ratio or
 // scale, a ratio that is not a positive number, a scale outside (0, 1], a
 // count of 0, a mode above 3, a weight that is not finite, an empty or

@@ -72,10 +72,9 @@ Result process(const cli::Options& o, size_t index, const std::string& stem) {
     result.file = o.images[index];
     try {
         host::DecodeOptions decoding = o.decoding;
-        // Crops are cut from full-resolution pixels, and rectangles of
-        // interest must hold to the pixel: both want the full decode, which
-        // the pixel limit bounds.
-        decoding.reducedLongSide = o.request.rects.empty() && o.cropsDir.empty() ? 1024 : 0;
+        // Crops are cut from full-resolution pixels: they want the full
+        // decode, which the pixel limit bounds.
+        decoding.reducedLongSide = o.cropsDir.empty() ? host::reduced_long_side(o.request) : 0;
         const host::AnalysedImage image(host::decode_file(result.file, decoding), o.request);
         result.answer = image.suggest();
         result.width = image.full_width();
