@@ -42,27 +42,71 @@ AnalysedImage::AnalysedImage(DecodedImage decoded, CropRequest req)
     }
     image = decoded.pixels.release();
     if (!image) throw HostError("the image has no pixels");
+    analyse();
+}
 
+void AnalysedImage::analyse() {
     std::vector<RatioEntry> aspects, scales;
     for (double r : request.aspects) aspects.push_back({r, true});
     for (double s : request.scales) scales.push_back({s, true});
-    const double sx = static_cast<double>(decoded.width) / fullWidth;
-    const double sy = static_cast<double>(decoded.height) / fullHeight;
-    std::vector<RectOfInterest>& rects = decodedRects;
-    for (const RectOfInterest& r : request.rects) rects.push_back(to_decoded(r, sx, sy));
+    const double sx = static_cast<double>(width()) / fullWidth;
+    const double sy = static_cast<double>(height()) / fullHeight;
+    decodedRects.clear();
+    for (const RectOfInterest& r : request.rects) decodedRects.push_back(to_decoded(r, sx, sy));
     SmartCropParams params;
     params.aspectRatios = aspects.data();
     params.aspectRatioCount = static_cast<uint32_t>(aspects.size());
     params.scaleRatios = scales.data();
     params.scaleRatioCount = static_cast<uint32_t>(scales.size());
-    params.rectsOfInterest = rects.data();
-    params.rectsOfInterestCount = static_cast<uint32_t>(rects.size());
+    params.rectsOfInterest = decodedRects.data();
+    params.rectsOfInterestCount = static_cast<uint32_t>(decodedRects.size());
     params.detectFaces = request.faces;
+    analysedRects = request.rects;
+    analysedWithFaces = request.faces;
     crop.reset(CreateSmartCropObj(image.get(), &params));
     if (!crop) throw HostError("out of memory for the analysis");
     // The object comes back also when its analysis failed; its text says why.
     const char* failure = crop->GetLastErrorText();
     if (failure != nullptr && *failure != '\0') throw HostError(failure);
+}
+
+namespace {
+
+bool same_rects(const std::vector<RectOfInterest>& a, const std::vector<RectOfInterest>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](const RectOfInterest& x, const RectOfInterest& y) {
+                          return x.left == y.left && x.top == y.top && x.right == y.right &&
+                                 x.bottom == y.bottom && x.kind == y.kind;
+                      });
+}
+
+}  // namespace
+
+CropAnswer AnalysedImage::suggest(const CropRequest& query) {
+    check_request(query);
+    const bool again =
+        !same_rects(query.rects, analysedRects) || (query.faces && !analysedWithFaces);
+    request = query;
+    if (again) {
+        analyse();
+    } else {
+        // Which ratios and scales take part is a switch on the candidates,
+        // not part of the analysis: every listed one off, then the query's on.
+        const auto set_only = [&](const std::vector<double>& wanted, auto get, auto set) {
+            uint64_t n = 0;
+            const RatioEntry* listed = (crop.get()->*get)(&n);
+            std::vector<double> existing;
+            for (uint64_t i = 0; i < n; ++i) existing.push_back(listed[i].ratio);
+            for (double r : existing) (crop.get()->*set)(r, false);
+            for (double r : wanted)
+                if ((crop.get()->*set)(r, true) != eSuccess)
+                    throw HostError(std::string("the library refused a ratio: ") +
+                                    crop->GetLastErrorText());
+        };
+        set_only(request.aspects, &ISmartCrop::GetAspectRatios, &ISmartCrop::SetAspectRatio);
+        set_only(request.scales, &ISmartCrop::GetScaleRatios, &ISmartCrop::SetScaleRatio);
+    }
+    return suggest();
 }
 
 uint32_t AnalysedImage::width() const {
@@ -110,8 +154,8 @@ CropRect AnalysedImage::to_full(const CropRect& c) const {
 CropAnswer AnalysedImage::suggest() const {
     const std::string imageSize = size_text(fullWidth, fullHeight);
     if (request.width > fullWidth || request.height > fullHeight) {
-        throw HostError("the crop size " + size_text(request.width, request.height) +
-                        " is larger than the image (" + imageSize + ")");
+        throw RequestError("the crop size " + size_text(request.width, request.height) +
+                           " is larger than the image (" + imageSize + ")");
     }
     bool hard = false;
     for (const RectOfInterest& r : request.rects) {
@@ -120,10 +164,10 @@ CropAnswer AnalysedImage::suggest() const {
         if (r.kind == eRoiRequired &&
             (r.left < 0 || r.top < 0 || r.right >= static_cast<int64_t>(fullWidth) ||
              r.bottom >= static_cast<int64_t>(fullHeight))) {
-            throw HostError("the required rectangle " + std::to_string(r.left) + "," +
-                            std::to_string(r.top) + "," + std::to_string(r.right) + "," +
-                            std::to_string(r.bottom) + " does not lie inside the image (" +
-                            imageSize + ")");
+            throw RequestError("the required rectangle " + std::to_string(r.left) + "," +
+                               std::to_string(r.top) + "," + std::to_string(r.right) + "," +
+                               std::to_string(r.bottom) + " does not lie inside the image (" +
+                               imageSize + ")");
         }
     }
 
@@ -170,10 +214,10 @@ CropAnswer AnalysedImage::suggest() const {
         }
     }
     if (found.empty()) {
-        throw HostError(std::string("no crop of the requested ") +
-                        (request.width > 0 ? "size" : "aspect ratios and scales") +
-                        " fits the image (" + imageSize + ")" +
-                        (hard ? " together with its required and forbidden rectangles" : ""));
+        throw RequestError(std::string("no crop of the requested ") +
+                           (request.width > 0 ? "size" : "aspect ratios and scales") +
+                           " fits the image (" + imageSize + ")" +
+                           (hard ? " together with its required and forbidden rectangles" : ""));
     }
     for (CropRect& c : found) c = to_full(c);
     if (request.faces) answer.faces = library_faces();

@@ -29,8 +29,14 @@ public:
     AnalysedImage(DecodedImage image, CropRequest request);
 
     // The host layer's answer (see crop_selection.h), or with `plain` in the
-    // request the library's own ranking as designed.
+    // request the library's own ranking as designed. RequestError when the
+    // request cannot be answered on this image.
     CropAnswer suggest() const;
+    // Another request on the same analysis. Ratios, scales, sizes, counts and
+    // rankings are cheap; rectangles of interest shape the analysis, and so
+    // does face detection, so a query that changes its rectangles or first
+    // asks for faces analyses the image again.
+    CropAnswer suggest(const CropRequest& query);
 
     ImageFormat format() const { return sourceFormat; }
     uint32_t full_width() const { return fullWidth; }
@@ -42,6 +48,7 @@ public:
     size_t stride() const;
 
 private:
+    void analyse();
     CropRect to_full(const CropRect& crop) const;
     // The library's list for the query, or a HostError with its reason.
     std::vector<CropRect> ask(bool all, const SuggestionParams& query,
@@ -49,7 +56,9 @@ private:
     std::vector<FaceBox> library_faces() const;
 
     CropRequest request;
-    std::vector<RectOfInterest> decodedRects;  // the request's, in the decoded pixels
+    std::vector<RectOfInterest> decodedRects;   // the request's, in the decoded pixels
+    std::vector<RectOfInterest> analysedRects;  // full-resolution, as the analysis has them
+    bool analysedWithFaces = false;
     ImageFormat sourceFormat;
     uint32_t fullWidth, fullHeight;
     Counted<IImage> image;

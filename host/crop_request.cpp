@@ -2,31 +2,29 @@
 
 #include <cmath>
 
-#include "host/image_decoding.h"
-
 namespace smartCrop::host {
 
 void check_request(const CropRequest& r) {
-    if (r.width == 0 && r.aspects.empty()) throw HostError("no aspect ratio was asked for");
-    if (r.scales.empty()) throw HostError("no scale was asked for");
+    if (r.width == 0 && r.aspects.empty()) throw RequestError("no aspect ratio was asked for");
+    if (r.scales.empty()) throw RequestError("no scale was asked for");
     for (double a : r.aspects) {
         if (!(a > 0) || !std::isfinite(a))
-            throw HostError("an aspect ratio must be a positive number");
+            throw RequestError("an aspect ratio must be a positive number");
     }
     // The library accepts a scale above 1 and then fails every query without a word.
     for (double s : r.scales) {
-        if (!(s > 0 && s <= 1)) throw HostError("scales lie in (0, 1]");
+        if (!(s > 0 && s <= 1)) throw RequestError("scales lie in (0, 1]");
     }
     if ((r.width == 0) != (r.height == 0))
-        throw HostError("an exact size needs a width and a height");
-    if (r.count == 0) throw HostError("at least one suggestion must be asked for");
-    if (r.mode > 3) throw HostError("the mode is 0, 1, 2 or 3");
+        throw RequestError("an exact size needs a width and a height");
+    if (r.count == 0) throw RequestError("at least one suggestion must be asked for");
+    if (r.mode > 3) throw RequestError("the mode is 0, 1, 2 or 3");
     for (double w : r.weights) {
-        if (!std::isfinite(w)) throw HostError("the weights must be finite numbers");
+        if (!std::isfinite(w)) throw RequestError("the weights must be finite numbers");
     }
     for (const RectOfInterest& rect : r.rects) {
         if (rect.left > rect.right || rect.top > rect.bottom || rect.kind > eRoiForbidden)
-            throw HostError("a rectangle of interest is empty, inverted or of an unknown kind");
+            throw RequestError("a rectangle of interest is empty, inverted or of an unknown kind");
     }
 }
 

@@ -8,8 +8,14 @@
 #include <vector>
 
 #include "SmartCrop.h"
+#include "host/image_decoding.h"
 
 namespace smartCrop::host {
+
+// A request no query could answer, as against an image that cannot be used.
+struct RequestError : HostError {
+    using HostError::HostError;
+};
 
 struct CropRequest {
     std::vector<double> aspects = {1.0, 4.0 / 3, 3.0 / 4, 3.0 / 2, 2.0 / 3, 16.0 / 9, 9.0 / 16};
@@ -37,7 +43,7 @@ bool uses_plain_ranking(const CropRequest& request);
 // one sampled down from twice the size.
 uint32_t reduced_long_side(const CropRequest& request);
 
-// Throws HostError for what no query could answer sensibly: no ratio or
+// Throws RequestError for what no query could answer sensibly: no ratio or
 // scale, a ratio that is not a positive number, a scale outside (0, 1], a
 // count of 0, a mode above 3, a weight that is not finite, an empty or
 // inverted rectangle.
