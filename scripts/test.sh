@@ -43,14 +43,35 @@ run_build() {
 which=${1:-all}
 if [ "$which" = all ] || [ "$which" = release ]; then
   run_build release -DCMAKE_BUILD_TYPE=Release
+  # The package as a user installs it: pip, no download, into a fresh
+  # environment that sees Debian's numpy, PIL and dask.
+  echo "== python package install"
+  venv=$(mktemp -d)
+  /usr/bin/python3 -m venv --system-site-packages --without-pip "$venv"
+  if "$venv/bin/python" -m pip install -q --no-build-isolation . &&
+     (cd "$venv" && "$venv/bin/python" -c "
+import numpy, smartcrop
+(best,) = smartcrop.suggest(numpy.full((90, 160, 3), 128, numpy.uint8), '1', count=1)
+assert (best.width, best.height) == (90, 90), best
+print('installed', smartcrop.__file__)"); then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    echo "tests: $passed passed, $failed failed (the Python package did not install)"
+    exit 1
+  fi
+  rm -rf "$venv"
 fi
 if [ "$which" = all ] || [ "$which" = sanitize ]; then
-  run_build sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSMARTCROP_SANITIZE=ON -DSMARTCROP_BUILD_BENCH=OFF
+  # The Python package is tested in the release build: under the sanitizers
+  # the interpreter would need their runtime preloaded.
+  run_build sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSMARTCROP_SANITIZE=ON -DSMARTCROP_BUILD_BENCH=OFF \
+    -DSMARTCROP_BUILD_PYTHON=OFF
 fi
 if { [ "$which" = all ] || [ "$which" = fuzz ]; } && command -v clang++ >/dev/null; then
   echo "== fuzz build"
   CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-    -DSMARTCROP_FUZZ=ON -DSMARTCROP_BUILD_BENCH=OFF >/dev/null
+    -DSMARTCROP_FUZZ=ON -DSMARTCROP_BUILD_BENCH=OFF -DSMARTCROP_BUILD_PYTHON=OFF >/dev/null
   seconds=${SMARTCROP_FUZZ_SECONDS:-60}
   for source in tests/fuzz/fuzz_*.cpp; do
     name=$(basename "$source" .cpp)

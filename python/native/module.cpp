@@ -1,0 +1,189 @@
+// smartcrop._native: the host layer for Python. The Python package wraps it
+// in its own types; this file only moves values across and lets go of the
+// interpreter lock while an image is decoded, analysed or asked.
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "host/analysed_image.h"
+#include "host/crop_request.h"
+#include "host/face_detector_setup.h"
+#include "host/image_decoding.h"
+
+namespace py = pybind11;
+namespace host = smartCrop::host;
+
+namespace {
+
+// (kind, left, top, right, bottom), inclusive full-resolution pixels.
+using RectTuple = std::tuple<int, int32_t, int32_t, int32_t, int32_t>;
+// left, top, right, bottom, score, aesthetic, coverage, border, peak share,
+// centre share, roi score, well covered.
+using CropTuple = std::tuple<int32_t, int32_t, int32_t, int32_t, double, double, double, double,
+                             double, double, double, bool>;
+using BoxTuple = std::tuple<int32_t, int32_t, int32_t, int32_t>;
+using Answer = std::tuple<std::vector<CropTuple>, std::vector<BoxTuple>, std::pair<double, double>>;
+
+std::vector<smartCrop::RectOfInterest> to_rects(const std::vector<RectTuple>& rects) {
+    std::vector<smartCrop::RectOfInterest> out;
+    for (const auto& [kind, left, top, right, bottom] : rects) {
+        smartCrop::RectOfInterest r;
+        // An unknown kind reaches check_request as one, and is refused there.
+        r.kind = kind < 0 ? 0xFFFFu : static_cast<uint32_t>(kind);
+        r.left = left;
+        r.top = top;
+        r.right = right;
+        r.bottom = bottom;
+        out.push_back(r);
+    }
+    return out;
+}
+
+// One analysed image. The library allows one thread at a time per object;
+// with the interpreter lock released two Python threads could both be inside,
+// so each call holds the object's own lock.
+class Analysis {
+public:
+    static std::unique_ptr<Analysis> from_path(const std::string& path, bool faces,
+                                               const std::vector<RectTuple>& rects,
+                                               uint64_t maxPixels, bool lenient) {
+        host::CropRequest request;
+        request.faces = faces;
+        request.rects = to_rects(rects);
+        host::check_request(request);
+        host::DecodeOptions options;
+        options.maxPixels = maxPixels;
+        options.lenient = lenient;
+        options.reducedLongSide = host::reduced_long_side(request);
+        py::gil_scoped_release unlocked;
+        return std::make_unique<Analysis>(host::decode_file(path, options), request);
+    }
+
+    static std::unique_ptr<Analysis> from_array(const py::array& pixels, bool faces,
+                                                const std::vector<RectTuple>& rects) {
+        const py::buffer_info info = pixels.request();
+        if (info.format != py::format_descriptor<uint8_t>::format())
+            throw host::RequestError("the array's type must be uint8");
+        const bool grey = info.ndim == 2;
+        if (!(grey || (info.ndim == 3 && (info.shape[2] == 3 || info.shape[2] == 4))))
+            throw host::RequestError(
+                "the array must be height x width, or height x width x 3 or 4");
+        if (info.shape[0] <= 0 || info.shape[1] <= 0 || info.shape[0] > UINT32_MAX ||
+            info.shape[1] > UINT32_MAX)
+            throw host::RequestError("the array has no pixels");
+        // Rows may be apart; the pixels of a row must lie together.
+        const py::ssize_t channels = grey ? 1 : info.shape[2];
+        if (info.strides[1] != channels || (!grey && info.strides[2] != 1) ||
+            info.strides[0] < info.shape[1] * channels)
+            throw host::RequestError(
+                "the array's rows must be contiguous (numpy.ascontiguousarray)");
+        host::CropRequest request;
+        request.faces = faces;
+        request.rects = to_rects(rects);
+        host::check_request(request);
+        const host::ChannelOrder order = grey            ? host::ChannelOrder::Grey
+                                         : channels == 4 ? host::ChannelOrder::Rgba
+                                                         : host::ChannelOrder::Rgb;
+        // The array stays referenced by the caller's frame while unlocked.
+        py::gil_scoped_release unlocked;
+        return std::make_unique<Analysis>(
+            host::pixels_image(
+                static_cast<const uint8_t*>(info.ptr), static_cast<uint32_t>(info.shape[1]),
+                static_cast<uint32_t>(info.shape[0]), static_cast<size_t>(info.strides[0]), order),
+            request);
+    }
+
+    Analysis(host::DecodedImage image, const host::CropRequest& request)
+        : format(image.format),
+          analysed(std::make_unique<host::AnalysedImage>(std::move(image), request)) {}
+
+    Answer suggest(const std::vector<double>& aspects, const std::vector<double>& scales,
+                   uint32_t width, uint32_t height, uint32_t count, bool perAspect, bool faces,
+                   const std::vector<RectTuple>& rects, bool plain) {
+        host::CropRequest query;
+        if (!aspects.empty()) query.aspects = aspects;
+        if (!scales.empty()) query.scales = scales;
+        query.width = width;
+        query.height = height;
+        query.count = count;
+        query.perAspect = perAspect;
+        query.faces = faces;
+        query.rects = to_rects(rects);
+        query.plain = plain;
+        host::CropAnswer answer;
+        {
+            py::gil_scoped_release unlocked;
+            std::lock_guard<std::mutex> lock(busy);
+            answer = open().suggest(query);
+        }
+        std::vector<CropTuple> crops;
+        for (const smartCrop::CropRect& c : answer.crops)
+            crops.emplace_back(c.left, c.top, c.right, c.bottom, c.score, c.aestheticScore,
+                               c.coverageScore, c.borderScore, c.peakShare, c.centreShare,
+                               c.roiScore, c.wellCovered);
+        std::vector<BoxTuple> boxes;
+        for (const host::FaceBox& f : answer.faces)
+            boxes.emplace_back(f.left, f.top, f.right, f.bottom);
+        return {crops, boxes, {answer.focus.x, answer.focus.y}};
+    }
+
+    void close() {
+        py::gil_scoped_release unlocked;
+        std::lock_guard<std::mutex> lock(busy);
+        analysed.reset();
+    }
+
+    bool closed() const { return analysed == nullptr; }
+    uint32_t width() { return open().full_width(); }
+    uint32_t height() { return open().full_height(); }
+    std::string format_name() const { return host::format_name(format); }
+
+private:
+    host::AnalysedImage& open() {
+        if (!analysed) throw host::RequestError("the analysis is closed");
+        return *analysed;
+    }
+
+    std::mutex busy;
+    host::ImageFormat format;
+    std::unique_ptr<host::AnalysedImage> analysed;
+};
+
+}  // namespace
+
+PYBIND11_MODULE(_native, m) {
+    m.doc() = "The smartcrop host layer; use the smartcrop package instead.";
+    static py::exception<host::HostError> error(m, "Error", PyExc_RuntimeError);
+    py::register_exception_translator([](std::exception_ptr p) {
+        try {
+            if (p) std::rethrow_exception(p);
+        } catch (const host::RequestError& e) {
+            PyErr_SetString(PyExc_ValueError, e.what());
+        } catch (const host::HostError& e) {
+            error(e.what());
+        }
+    });
+
+    m.def("use_face_detector", &host::use_face_detector, py::arg("config_path"),
+          py::call_guard<py::gil_scoped_release>());
+
+    py::class_<Analysis>(m, "Analysis")
+        .def_static("from_path", &Analysis::from_path, py::arg("path"), py::arg("faces"),
+                    py::arg("rects"), py::arg("max_pixels"), py::arg("lenient"))
+        .def_static("from_array", &Analysis::from_array, py::arg("pixels"), py::arg("faces"),
+                    py::arg("rects"))
+        .def("suggest", &Analysis::suggest, py::arg("aspects"), py::arg("scales"), py::arg("width"),
+             py::arg("height"), py::arg("count"), py::arg("per_aspect"), py::arg("faces"),
+             py::arg("rects"), py::arg("plain"))
+        .def("close", &Analysis::close)
+        .def_property_readonly("closed", &Analysis::closed)
+        .def_property_readonly("width", &Analysis::width)
+        .def_property_readonly("height", &Analysis::height)
+        .def_property_readonly("format", &Analysis::format_name);
+}

@@ -1,0 +1,192 @@
+"""The package against the program, its rules on what it is handed, and its
+errors."""
+
+import math
+import threading
+
+import numpy as np
+import pytest
+from PIL import Image
+
+import smartcrop
+from smartcrop.records import photo_record
+
+
+def same_record(ours, theirs):
+    """Equal as the program prints them: integers exactly, scores to its six
+    significant digits, the focus to four decimals."""
+    assert ours.keys() == theirs.keys()
+    for key in ("file", "width", "height", "faces"):
+        assert ours.get(key) == theirs.get(key)
+    assert ours["focus"] == pytest.approx(theirs["focus"], abs=6e-5)
+    assert len(ours["suggestions"]) == len(theirs["suggestions"])
+    for a, b in zip(ours["suggestions"], theirs["suggestions"]):
+        for key, value in b.items():
+            if isinstance(value, float):
+                assert a[key] == pytest.approx(value, rel=6e-6, abs=1e-12), key
+            else:
+                assert a[key] == value, key
+
+
+@pytest.mark.parametrize("args, query", [
+    ((), {}),
+    (("--aspect", "16:9", "--count", "3"), {"aspect": "16:9", "count": 3}),
+    (("--aspect", "1", "--aspect", "2:3", "--per-aspect", "--count", "2", "--scales", "1,0.7"),
+     {"aspect": ["1", "2:3"], "per_aspect": True, "count": 2, "scales": [1, 0.7]}),
+    (("--size", "200x150", "--count", "2"), {"size": "200x150", "count": 2}),
+    (("--design-defaults", "--aspect", "4:3"), {"aspect": "4:3", "plain": True}),
+    (("--faces", "--aspect", "1"), {"aspect": "1", "faces": True}),
+])
+def test_answers_equal_the_programs(photo_paths, program, args, query):
+    expected = program(*args, *photo_paths)
+    faces = query.get("faces", False)
+    for path, theirs in zip(photo_paths, expected):
+        with smartcrop.analyze(path, faces=faces) as photo:
+            answer = photo.answer(query.get("aspect"), **{k: v for k, v in query.items() if k != "aspect"})
+            ours = photo_record(path, photo.width, photo.height, answer.crops, answer.focal_point,
+                                answer.faces if faces else None)
+        same_record(ours, theirs)
+
+
+def test_the_portrait_has_its_face_and_the_crops_keep_it(photo_paths):
+    with smartcrop.analyze(photo_paths[0], faces=True) as photo:
+        (face,) = photo.faces
+        assert 0 <= face.left < face.right < photo.width and 0 <= face.top < face.bottom < photo.height
+        x, y = photo.focal_point
+        assert face.left <= x * photo.width <= face.right and face.top <= y * photo.height <= face.bottom
+        # Faces whole or not there.
+        for crop in photo.suggest(["1", "3:4"], count=6):
+            holds = (crop.left <= face.left and crop.right >= face.right and crop.top <= face.top
+                     and crop.bottom >= face.bottom)
+            apart = (crop.right < face.left or crop.left > face.right or crop.bottom < face.top
+                     or crop.top > face.bottom)
+            assert holds or apart, crop
+
+
+def test_every_crop_lies_inside_and_hard_rectangles_hold(scenes):
+    paths, _ = scenes
+    required = ("required", 100, 120, 160, 180)
+    forbidden = ("forbidden", 0, 0, 40, 399)
+    with smartcrop.analyze(paths[1], roi=[required, forbidden]) as photo:
+        crops = photo.suggest(["1", "4:3", "3:4"], count=8)
+        assert len(crops) >= 3  # as many as differ enough
+        for c in crops:
+            assert 0 <= c.left <= c.right < photo.width and 0 <= c.top <= c.bottom < photo.height
+            assert c.left <= 100 and c.top <= 120 and c.right >= 160 and c.bottom >= 180
+            assert c.left > 40
+        # Each ratio's best first: the first three are one of each ratio.
+        assert sorted(round(c.width / c.height, 1) for c in crops[:3]) == [0.8, 1.0, 1.3]
+        with pytest.raises(ValueError, match="together with its required and forbidden rectangles"):
+            photo.suggest("1", roi=[("required", 0, 0, 639, 399)])
+
+
+def test_a_query_does_not_depend_on_the_ones_before(scenes):
+    paths, _ = scenes
+    with smartcrop.analyze(paths[3]) as fresh:
+        expected = fresh.suggest("3:2", scales=[0.9, 0.6])
+    with smartcrop.analyze(paths[3]) as used:
+        used.suggest(["1", "21:9"], scales=[1, 0.5], count=7)
+        used.suggest("1", roi=[("wanted", 10, 10, 100, 100)])
+        used.suggest(size=(100, 100))
+        assert used.suggest("3:2", scales=[0.9, 0.6], roi=[]) == expected
+
+
+def test_arrays_pil_images_and_files_give_one_answer(scenes):
+    paths, _ = scenes
+    pixels = np.asarray(Image.open(paths[0]).convert("RGB"))  # a PNG: lossless
+    expected = smartcrop.suggest(paths[0], "16:9")
+    rgba = np.dstack([pixels, np.full(pixels.shape[:2], 7, np.uint8)])
+    padded = np.zeros((pixels.shape[0], pixels.shape[1] + 5, 3), np.uint8)
+    padded[:, :-5] = pixels
+    for image in (pixels, rgba, Image.fromarray(pixels), padded[:, :-5], np.asfortranarray(pixels)):
+        assert smartcrop.suggest(image, "16:9") == expected
+    # Channels are read as red, green, blue: reversed, the answer is another.
+    assert smartcrop.suggest(pixels[:, :, ::-1], "16:9") != expected
+    grey = smartcrop.suggest(pixels[:, :, 1], "16:9")
+    assert grey and all(c.right < pixels.shape[1] for c in grey)
+
+
+def test_crop_cuts_the_best_crop_out(scenes):
+    paths, _ = scenes
+    pixels = np.asarray(Image.open(paths[0]).convert("RGB"))
+    with smartcrop.analyze(pixels) as photo:
+        best = photo.suggest("1", count=1)[0]
+        cut = photo.crop(pixels, "1")
+        assert cut.shape == (best.height, best.width, 3)
+        assert np.array_equal(cut, pixels[best.top:best.bottom + 1, best.left:best.right + 1])
+        assert photo.crop(Image.fromarray(pixels), "1").size == (best.width, best.height)
+        with pytest.raises(ValueError, match="the image is 10 x 10, the analysis 360 x 480"):
+            photo.crop(np.zeros((10, 10, 3), np.uint8), "1")
+    from_file = smartcrop.crop(paths[1], "4:3")
+    assert isinstance(from_file, Image.Image) and from_file.width * 3 == pytest.approx(from_file.height * 4, abs=4)
+
+
+@pytest.mark.parametrize("image, query, message", [
+    (np.zeros((40, 60, 3), np.float32), {}, "the array's type must be uint8, not float32"),
+    (np.zeros((40, 60, 2), np.uint8), {}, "the array must be height x width, or height x width x 3 or 4"),
+    (np.zeros((0, 60, 3), np.uint8), {}, "the array has no pixels"),
+    (np.zeros((40, 60, 3), np.uint8), {"aspect": "16:0"}, "bad aspect ratio: '16:0'"),
+    (np.zeros((40, 60, 3), np.uint8), {"aspect": "wide"}, "bad aspect ratio: 'wide'"),
+    (np.zeros((40, 60, 3), np.uint8), {"count": 0}, "at least one suggestion must be asked for"),
+    (np.zeros((40, 60, 3), np.uint8), {"scales": [1.5]}, "scales lie in (0, 1]"),
+    (np.zeros((40, 60, 3), np.uint8), {"size": "70x10"},
+     "the crop size 70 x 10 is larger than the image (60 x 40)"),
+    (np.zeros((40, 60, 3), np.uint8), {"size": "7y10"}, "a size is WIDTHxHEIGHT, not '7y10'"),
+    (np.zeros((40, 60, 3), np.uint8), {"roi": [("kept", 0, 0, 1, 1)]}, "a rectangle's kind is one of"),
+    (np.zeros((40, 60, 3), np.uint8), {"roi": [("wanted", 5, 0, 1, 1)]},
+     "a rectangle of interest is empty, inverted or of an unknown kind"),
+    (np.zeros((40, 60, 3), np.uint8), {"roi": [("required", 50, 30, 60, 39)]},
+     "the required rectangle 50,30,60,39 does not lie inside the image (60 x 40)"),
+])
+def test_bad_requests_are_value_errors(image, query, message):
+    with pytest.raises(ValueError) as raised:
+        smartcrop.suggest(image, **query)
+    assert str(raised.value).startswith(message)
+
+
+def test_refused_images_are_errors(scenes, tmp_path):
+    _, damaged = scenes
+    with pytest.raises(smartcrop.Error, match=r"^the JPEG file is truncated \("):
+        smartcrop.analyze(damaged)
+    assert smartcrop.analyze(damaged, lenient=True).width == 640
+    with pytest.raises(smartcrop.Error, match="the image is too thin to crop: 1000 x 1 pixels"):
+        smartcrop.analyze(np.zeros((1, 1000, 3), np.uint8))
+    with pytest.raises(smartcrop.Error, match="above the pixel limit of 1000$"):
+        smartcrop.analyze(damaged, max_pixels=1000)
+    (tmp_path / "notes.txt").write_text("not a photograph")
+    with pytest.raises(smartcrop.Error):
+        smartcrop.analyze(tmp_path / "notes.txt")
+    with pytest.raises(FileNotFoundError):
+        smartcrop.analyze(tmp_path / "missing.jpg")
+    with pytest.raises(TypeError, match="not list"):
+        smartcrop.analyze([[1, 2, 3]])
+    with pytest.raises(smartcrop.Error, match="ovex3"):
+        smartcrop.use_face_detector(str(tmp_path / "ovex3"))
+
+
+def test_a_closed_analysis_refuses_queries_and_threads_share_one_safely(scenes):
+    paths, _ = scenes
+    photo = smartcrop.analyze(paths[2])
+    expected = photo.suggest("1")
+    answers = []
+    threads = [threading.Thread(target=lambda: answers.append(photo.suggest("1"))) for _ in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert answers == [expected] * 4
+    with photo:
+        pass
+    assert photo.closed and "closed" in repr(photo)
+    with pytest.raises(ValueError, match="the analysis is closed"):
+        photo.suggest("1")
+    photo.close()  # twice is harmless
+
+
+def test_crops_carry_their_boxes_and_features(scenes):
+    paths, _ = scenes
+    (best,) = smartcrop.suggest(paths[4], "1", count=1)
+    assert best.box == (best.left, best.top, best.right + 1, best.bottom + 1)
+    assert best.width == best.height
+    assert 0 <= best.aesthetic <= 1 and 0 <= best.coverage <= 1 and math.isfinite(best.score)
+    assert smartcrop.parse_aspect("16:9") == pytest.approx(16 / 9)

@@ -1,0 +1,75 @@
+"""Cropping on a cluster: two worker processes give the records one process
+gives, and a damaged file is a record of its own."""
+
+import json
+import os
+import subprocess
+import sys
+
+import pytest
+from distributed import Client
+
+from smartcrop.dask import CropOptions, crop_files, crop_partition, local_cluster
+
+
+@pytest.fixture(scope="module")
+def client():
+    with local_cluster(2) as cluster, Client(cluster) as c:
+        yield c
+
+
+def test_two_workers_give_the_records_of_one_process(client, scenes):
+    paths, damaged = scenes
+    files = paths[:10] + [damaged] + paths[10:]
+    expected = crop_partition(files, CropOptions(aspect=["16:9", "1"], count=3))
+    records = crop_files(files, client=client, aspect=["16:9", "1"], count=3, partition_size=4)
+    assert records == expected
+    assert [r["file"] for r in records] == files
+    (failed,) = [r for r in records if "error" in r]
+    assert failed == {"file": damaged, "error": failed["error"]}
+    assert failed["error"].startswith("the JPEG file is truncated (")
+    assert all(len(r["suggestions"]) == 3 for r in records if r is not failed)
+    # Two worker processes, with the allocator set up for image buffers.
+    assert len(client.nthreads()) == 2
+    environments = client.run(lambda: os.environ.get("MALLOC_MMAP_THRESHOLD_"))
+    assert list(environments.values()) == [str(32 * 1024 * 1024)] * 2
+
+
+def test_json_lines_are_written_as_partitions_finish(client, scenes, tmp_path):
+    paths, damaged = scenes
+    out = tmp_path / "crops.jsonl"
+    counts = crop_files(paths[:6] + [damaged], client=client, size="100x100", count=1, out=str(out))
+    assert counts == {"photos": 7, "errors": 1}
+    lines = [json.loads(line) for line in out.read_text().splitlines()]
+    assert sorted(r["file"] for r in lines) == sorted(paths[:6] + [damaged])
+    for r in lines:
+        if "error" not in r:
+            (best,) = r["suggestions"]
+            assert (best["width"], best["height"]) == (100, 100)
+
+
+def test_a_bad_request_fails_before_any_work(client, scenes):
+    paths, _ = scenes
+    with pytest.raises(ValueError, match="bad aspect ratio"):
+        crop_files(paths, client=client, aspect="x:1")
+    with pytest.raises(TypeError):
+        crop_files(paths, client=client, colour="red")
+
+
+def test_the_command_runs_a_local_cluster(scenes, tmp_path):
+    paths, damaged = scenes
+    out = tmp_path / "crops.jsonl"
+    folder = os.path.dirname(paths[0])
+    done = subprocess.run(
+        [sys.executable, "-m", "smartcrop.dask", "--workers", "1", "--aspect", "4:3", "--count", "2",
+         os.path.join(folder, "scene0*.jpg"), damaged, str(tmp_path / "missing.jpg"), "--out", str(out)],
+        capture_output=True, text=True, timeout=300)
+    assert done.returncode == 1, done.stderr
+    assert "10 photographs, 2 failed" in done.stderr
+    records = {r["file"]: r for r in map(json.loads, out.read_text().splitlines())}
+    assert len(records) == 10
+    assert records[str(tmp_path / "missing.jpg")]["error"].startswith("[Errno 2] No such file")
+    assert records[paths[1]] == crop_partition([paths[1]], CropOptions(aspect=["4:3"], count=2))[0]
+    usage = subprocess.run([sys.executable, "-m", "smartcrop.dask", "--count", "0", "x.jpg", "--out",
+                            str(out)], capture_output=True, text=True, timeout=60)
+    assert usage.returncode == 2 and "at least one suggestion must be asked for" in usage.stderr
