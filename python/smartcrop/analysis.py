@@ -170,8 +170,6 @@ class Analysis:
             aspects=_aspects(aspect), scales=[float(s) for s in scales or ()], width=width,
             height=height, count=int(count), per_aspect=per_aspect, faces=use_faces,
             rects=_native_rects(rois), plain=plain)
-        if use_faces:
-            self._faces = True
         self._roi = rois
         return Answer([Crop(*c) for c in crops], [Box(*b) for b in boxes], focus)
 
@@ -185,10 +183,10 @@ class Analysis:
         1:1 4:3 3:4 3:2 2:3 16:9 9:16. ``size``: one exact crop size
         ``(w, h)`` or ``"WxH"`` instead. ``scales``: shares of the image's
         extent in (0, 1]. ``count``: suggestions (per ratio with
-        ``per_aspect``). ``faces``: let faces count (default: as analysed).
-        ``roi``: rectangles of interest (default: as analysed); other
-        rectangles, or faces on an analysis made without them, analyse the
-        image again. ``plain``: the library's own ranking as designed.
+        ``per_aspect``). ``faces``: let faces count (default: as asked of :func:`analyze`).
+        ``roi``: rectangles of interest (default: those of the last query,
+        else of :func:`analyze`); other rectangles, or faces on an analysis
+        made without them, analyse the image again. ``plain``: the library's own ranking as designed.
 
         Raises ``ValueError`` for a request this image cannot answer."""
         return self.answer(aspect, size=size, scales=scales, count=count, per_aspect=per_aspect,

@@ -88,6 +88,7 @@ def test_a_query_does_not_depend_on_the_ones_before(scenes):
         used.suggest(["1", "21:9"], scales=[1, 0.5], count=7)
         used.suggest("1", roi=[("wanted", 10, 10, 100, 100)])
         used.suggest(size=(100, 100))
+        used.faces  # looking for faces does not make later queries use them
         assert used.suggest("3:2", scales=[0.9, 0.6], roi=[]) == expected
 
 
