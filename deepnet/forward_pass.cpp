@@ -62,12 +62,21 @@ mp::matrix layer_output(const layer_test_base<float>& layer) {
     return m;
 }
 
-mp::matrix& deepnet_compute_feature(const DeepnetModel& model, mp::matrix& result,
-                                    const cv::Mat& image, const char* name) {
-    data_provider_image_label provider;
+void NetworkRun::prepare(const cv::Mat& image) {
     fill_provider(provider, image);
-    layer_test_list layers;
-    deepnet_construct_layer_test(layers, model.layer_models, provider, 1);
+    if (image.rows != rows || image.cols != cols || layers.empty()) {
+        layers.clear();
+        rows = cols = -1;  // until the new network stands
+        deepnet_construct_layer_test(layers, model.layer_models, provider, 1);
+        builtBytes = counted_buffers();
+        rows = image.rows;
+        cols = image.cols;
+    }
+    recount_buffers(builtBytes);
+}
+
+mp::matrix& NetworkRun::compute(mp::matrix& result, const cv::Mat& image, const char* name) {
+    prepare(image);
     const std::string wanted(name);
     size_t found = 0;
     while (found < model.layer_models.size() && model.layer_models[found]->name != wanted) ++found;
@@ -81,14 +90,9 @@ mp::matrix& deepnet_compute_feature(const DeepnetModel& model, mp::matrix& resul
     return result;
 }
 
-std::vector<mp::matrix>& deepnet_compute_feature(const DeepnetModel& model,
-                                                 std::vector<mp::matrix>& results,
-                                                 const cv::Mat& image,
-                                                 const std::vector<std::string>& names) {
-    data_provider_image_label provider;
-    fill_provider(provider, image);
-    layer_test_list layers;
-    deepnet_construct_layer_test(layers, model.layer_models, provider, 1);
+std::vector<mp::matrix>& NetworkRun::compute(std::vector<mp::matrix>& results, const cv::Mat& image,
+                                             const std::vector<std::string>& names) {
+    prepare(image);
     std::vector<size_t> remembered;
     for (size_t i = 0; i < layers.size(); ++i) {
         layers[i]->fprop_test(provider.image_count, *model.layer_models[i]);
@@ -108,6 +112,18 @@ std::vector<mp::matrix>& deepnet_compute_feature(const DeepnetModel& model,
     for (size_t i : remembered) out.push_back(layer_output(*layers[i]));
     results = std::move(out);
     return results;
+}
+
+mp::matrix& deepnet_compute_feature(const DeepnetModel& model, mp::matrix& result,
+                                    const cv::Mat& image, const char* name) {
+    return NetworkRun(model).compute(result, image, name);
+}
+
+std::vector<mp::matrix>& deepnet_compute_feature(const DeepnetModel& model,
+                                                 std::vector<mp::matrix>& results,
+                                                 const cv::Mat& image,
+                                                 const std::vector<std::string>& names) {
+    return NetworkRun(model).compute(results, image, names);
 }
 
 }  // namespace deepnet

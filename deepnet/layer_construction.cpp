@@ -41,6 +41,13 @@ void count_buffer(uint64_t count) {
     networkBytes += bytes;
 }
 
+uint64_t counted_buffers() {
+    return networkBytes;
+}
+void recount_buffers(uint64_t bytes) {
+    networkBytes = bytes;
+}
+
 void size_buffer(std::vector<float>& buffer, uint64_t count) {
     count_buffer(count);
     buffer.assign(static_cast<size_t>(count), 0.0f);

@@ -58,6 +58,11 @@ uint64_t checked_product(uint64_t a, uint64_t b);
 void size_buffer(std::vector<float>& buffer, uint64_t count);
 // Counts a buffer against the limit without allocating it.
 void count_buffer(uint64_t count);
+// What the network under construction on this thread has counted so far, and
+// a way back to it: a network kept for many runs counts each run's outputs
+// from what its buffers took, not on top of the runs before.
+uint64_t counted_buffers();
+void recount_buffers(uint64_t bytes);
 
 // Output positions along one axis of a windowed layer; throws with
 // `who` for a zero kernel or stride, or a window wider than the padded input.

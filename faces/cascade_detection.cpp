@@ -85,6 +85,7 @@ std::vector<FaceBox> scan_pyramid(const cv::Mat& image, const deepnet::DeepnetMo
 std::vector<FaceBox> rescore_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model,
                                    int patch, const std::vector<FaceBox>& boxes) {
     std::vector<FaceBox> out = boxes;
+    deepnet::NetworkRun network(model);
     for (FaceBox& box : out) {
         const cv::Mat region = patch_of(image, box, patch);
         if (region.empty()) {
@@ -92,7 +93,7 @@ std::vector<FaceBox> rescore_boxes(const cv::Mat& image, const deepnet::DeepnetM
             continue;
         }
         mp::matrix y;
-        deepnet::deepnet_compute_feature(model, y, region, "Y");
+        network.compute(y, region, "Y");
         box.score = y.rows * y.cols > 0 ? y.data[0] : -FLT_MAX;
     }
     return out;
@@ -119,6 +120,7 @@ void refine_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model, int 
                   const std::vector<FaceBox>& boxes, DetectionResult& result) {
     result.boxes.resize(boxes.size());
     result.landmarks.resize(boxes.size());
+    deepnet::NetworkRun network(model);
     for (size_t i = 0; i < boxes.size(); ++i) {
         FaceBox working = boxes[i];
         clip_box(working, image.cols, image.rows);
@@ -126,7 +128,7 @@ void refine_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model, int 
         const cv::Mat region = patch_of(image, boxes[i], patch);
         if (!region.empty()) {
             std::vector<mp::matrix> out;
-            deepnet::deepnet_compute_feature(model, out, region, {"Y", "Y2"});
+            network.compute(out, region, {"Y", "Y2"});
             if (out.size() != 2 || out[1].rows * out[1].cols < 3) {
                 throw std::runtime_error(
                     "refine_boxes(): the refining network gives no correction at \"Y2\"");
@@ -146,6 +148,7 @@ void refine_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model, int 
 
 void refine_landmarks(const cv::Mat& image, const deepnet::DeepnetModel& model, int patch,
                       DetectionResult& result) {
+    deepnet::NetworkRun network(model);
     for (size_t i = 0; i < result.boxes.size(); ++i) {
         FaceBox enlarged = result.boxes[i];
         scale_box(enlarged, 1.5f);
@@ -153,7 +156,7 @@ void refine_landmarks(const cv::Mat& image, const deepnet::DeepnetModel& model, 
         const cv::Mat region = patch_of(image, enlarged, patch);
         if (!region.empty()) {
             mp::matrix y;
-            deepnet::deepnet_compute_feature(model, y, region, "Y");
+            network.compute(y, region, "Y");
             result.landmarks[i] = map_landmarks(y, enlarged);
         }
         clip_box(result.boxes[i], image.cols, image.rows);

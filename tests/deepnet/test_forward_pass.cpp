@@ -1,6 +1,8 @@
 // Running networks on images: input conversion, names, and a reference.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "deepnet/forward_pass.h"
 #include "network_writer.h"
 
@@ -72,6 +74,44 @@ TEST(ForwardPass, NamesAndOrder) {
               "deepnet_compute_feature(): Cannot find required layers");
     const cv::Mat grey(4, 5, CV_8UC1);
     EXPECT_FALSE(failure_of([&] { deepnet_compute_feature(model, single, grey, "Y"); }).empty());
+}
+
+// A network kept between runs gives each run's bits of a fresh network,
+// builds itself again for a new size, and counts each run's outputs from
+// its own buffers, not on top of the runs before.
+TEST(ForwardPass, AKeptNetworkRunsAsAFreshOne) {
+    const DeepnetModel model =
+        model_of(NetworkWriter()
+                     .data("in")
+                     .conv("Y", "in", 2, 3, 3, 3, 1, 1, std::vector<float>(54, 0.1f), {0, -1})
+                     .relu("Y2", "Y"));
+    mp::matrix probe;
+    deepnet_compute_feature(model, probe, cv::Mat(4, 5, CV_8UC3, cv::Scalar::all(0)), "Y2");
+    // Room for one run's buffers and output, not for two outputs on top.
+    const uint64_t oneRun = counted_buffers();
+    struct Restore {
+        uint64_t limit;
+        ~Restore() { set_network_buffer_limit(limit); }
+    } restore{network_buffer_limit()};
+    set_network_buffer_limit(oneRun + 2 * sizeof(float) * 6 - 1);
+    NetworkRun kept(model);
+    std::vector<cv::Mat> images(20);
+    std::vector<mp::matrix> ours(images.size());
+    for (size_t k = 0; k < images.size(); ++k) {
+        images[k].create(4, 5, CV_8UC3);
+        cv::randu(images[k], cv::Scalar::all(0), cv::Scalar::all(256));
+        kept.compute(ours[k], images[k], "Y2");
+    }
+    for (size_t k = 0; k < images.size(); ++k) {
+        mp::matrix fresh;
+        deepnet_compute_feature(model, fresh, images[k], "Y2");
+        ASSERT_EQ(ours[k].cols, 3);
+        ASSERT_EQ(0, std::memcmp(ours[k].data, fresh.data, sizeof(float) * 6)) << k;
+    }
+    set_network_buffer_limit(restore.limit);
+    const cv::Mat wider(4, 9, CV_8UC3, cv::Scalar::all(9));
+    mp::matrix m;
+    EXPECT_EQ(kept.compute(m, wider, "Y").cols, 7);
 }
 
 TEST(ForwardPass, BuffersBeyondTheLimitAreRefused) {
