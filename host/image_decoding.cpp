@@ -51,18 +51,21 @@ DecodedImage pixels_image(const uint8_t* data, uint32_t width, uint32_t height, 
     image.width = image.fullWidth = width;
     image.height = image.fullHeight = height;
     image.pixels = PixelBuffer(width, height);
-    const int step = order == ChannelOrder::Rgba ? 4 : order == ChannelOrder::Grey ? 1 : 3;
-    // Where red, green and blue lie within a source pixel.
-    const int red = order == ChannelOrder::Bgr ? 2 : 0;
-    const int green = order == ChannelOrder::Grey ? 0 : 1;
-    const int blue = order == ChannelOrder::Bgr ? 0 : order == ChannelOrder::Grey ? 0 : 2;
+    // Bytes a pixel, and where red, green and blue lie within it.
+    struct Layout {
+        int step, red, green, blue;
+    };
+    const Layout l = order == ChannelOrder::Rgb    ? Layout{3, 0, 1, 2}
+                     : order == ChannelOrder::Rgba ? Layout{4, 0, 1, 2}
+                     : order == ChannelOrder::Bgr  ? Layout{3, 2, 1, 0}
+                                                   : Layout{1, 0, 0, 0};
     for (uint32_t y = 0; y < height; ++y) {
         const uint8_t* in = data + y * rowStride;
         uint8_t* out = image.pixels.data() + size_t{y} * width * 4;
-        for (uint32_t x = 0; x < width; ++x, in += step, out += 4) {
-            out[1] = in[red];
-            out[2] = in[green];
-            out[3] = in[blue];
+        for (uint32_t x = 0; x < width; ++x, in += l.step, out += 4) {
+            out[1] = in[l.red];
+            out[2] = in[l.green];
+            out[3] = in[l.blue];
         }
     }
     return image;

@@ -67,7 +67,7 @@ def parse_aspect(aspect: Union[str, float]) -> float:
     return value
 
 
-def _aspects(aspect: Optional[AspectLike]) -> List[float]:
+def parse_aspects(aspect: Optional[AspectLike]) -> List[float]:
     if aspect is None:
         return []
     if isinstance(aspect, (str, int, float)):
@@ -75,7 +75,7 @@ def _aspects(aspect: Optional[AspectLike]) -> List[float]:
     return [parse_aspect(a) for a in aspect]
 
 
-def _size(size: Union[None, str, Tuple[int, int]]) -> Tuple[int, int]:
+def parse_size(size: Union[None, str, Tuple[int, int]]) -> Tuple[int, int]:
     if size is None:
         return (0, 0)
     if isinstance(size, str):
@@ -161,13 +161,13 @@ class Analysis:
         """The full answer of :meth:`suggest`, with the faces and the focal point."""
         if count < 1:
             raise ValueError("at least one suggestion must be asked for")
-        width, height = _size(size)
+        width, height = parse_size(size)
         use_faces = self._faces if faces is None else bool(faces)
         rois = self._roi if roi is None else as_rois(roi)
         if use_faces:
             _ensure_face_detector()
         crops, boxes, focus = self._native.suggest(
-            aspects=_aspects(aspect), scales=[float(s) for s in scales or ()], width=width,
+            aspects=parse_aspects(aspect), scales=[float(s) for s in scales or ()], width=width,
             height=height, count=int(count), per_aspect=per_aspect, faces=use_faces,
             rects=_native_rects(rois), plain=plain)
         self._roi = rois

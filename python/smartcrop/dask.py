@@ -28,7 +28,7 @@ import sys
 from dataclasses import dataclass
 from typing import Any, Dict, Iterable, List, Optional, Sequence, Tuple, Union
 
-from .analysis import DEFAULT_MAX_PIXELS, AspectLike, _aspects, _size, analyze
+from .analysis import DEFAULT_MAX_PIXELS, AspectLike, analyze, parse_aspects, parse_size
 from .records import error_record, photo_record
 
 
@@ -48,8 +48,8 @@ class CropOptions:
 
     def __post_init__(self) -> None:
         # A bad request fails the call at once, not every photograph alone.
-        _aspects(self.aspect)
-        _size(self.size)
+        parse_aspects(self.aspect)
+        parse_size(self.size)
         if self.count < 1:
             raise ValueError("at least one suggestion must be asked for")
         if any(not (0 < s <= 1) for s in self.scales or ()):

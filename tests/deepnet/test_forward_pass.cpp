@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "deepnet/forward_pass.h"
+#include "failure_text.h"
 #include "network_writer.h"
 
 namespace deepnet {
@@ -13,15 +14,6 @@ using netwriter::NetworkWriter;
 
 DeepnetModel model_of(const NetworkWriter& writer) {
     return DeepnetModel(writer.bytes());
-}
-
-std::string failure_of(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "";
 }
 
 TEST(ForwardPass, InputPlanesAndConversion) {
@@ -62,18 +54,19 @@ TEST(ForwardPass, NamesAndOrder) {
     EXPECT_EQ(results[0].at(3, 4), 0.5f);
     EXPECT_EQ(results[1].at(0, 0), 0.5f);
     mp::matrix single;
-    EXPECT_EQ(failure_of([&] { deepnet_compute_feature(model, single, image, "nothing"); }),
+    EXPECT_EQ(test::FailureOf([&] { deepnet_compute_feature(model, single, image, "nothing"); }),
               "deepnet_compute_feature(): Cannot find a layer with matching name");
-    EXPECT_EQ(failure_of([&] {
+    EXPECT_EQ(test::FailureOf([&] {
                   deepnet_compute_feature(model, results, image, {"Y", "Y"});
               }),
               "deepnet_compute_feature(): Cannot find required layers");
-    EXPECT_EQ(failure_of([&] {
+    EXPECT_EQ(test::FailureOf([&] {
                   deepnet_compute_feature(model, results, image, {"Y", "missing"});
               }),
               "deepnet_compute_feature(): Cannot find required layers");
     const cv::Mat grey(4, 5, CV_8UC1);
-    EXPECT_FALSE(failure_of([&] { deepnet_compute_feature(model, single, grey, "Y"); }).empty());
+    EXPECT_FALSE(
+        test::FailureOf([&] { deepnet_compute_feature(model, single, grey, "Y"); }).empty());
 }
 
 // A network kept between runs gives each run's bits of a fresh network,
@@ -120,7 +113,7 @@ TEST(ForwardPass, BuffersBeyondTheLimitAreRefused) {
         "Y", "in", 3, 1, 1, 1, 1u << 30, 1, {1, 1, 1}, {0}, {}, 1, 0, true));
     const cv::Mat image(2, 8, CV_8UC3, cv::Scalar::all(1));
     mp::matrix m;
-    EXPECT_EQ(failure_of([&] { deepnet_compute_feature(model, m, image, "Y"); }),
+    EXPECT_EQ(test::FailureOf([&] { deepnet_compute_feature(model, m, image, "Y"); }),
               "deepnet_construct_layer_test(): network buffers exceed their limit");
 }
 
@@ -131,7 +124,7 @@ TEST(ForwardPass, EmptyOutputsAreRefused) {
         "Y", "in", 3, 0, 1, 1, 1u << 30, 1, {}, {}, {}, 1, 0, true));
     const cv::Mat image(2, 8, CV_8UC3, cv::Scalar::all(1));
     mp::matrix m;
-    EXPECT_EQ(failure_of([&] { deepnet_compute_feature(model, m, image, "Y"); }),
+    EXPECT_EQ(test::FailureOf([&] { deepnet_compute_feature(model, m, image, "Y"); }),
               "deepnet_construct_layer_test(): a layer's output is empty");
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "deepnet/layer_models.h"
+#include "failure_text.h"
 #include "network_writer.h"
 
 namespace deepnet {
@@ -18,12 +19,9 @@ layer_model_list parse(const std::vector<uint8_t>& bytes, const uint8_t** end = 
 
 std::string failure(const std::vector<uint8_t>& bytes, layer_model_list* layers = nullptr) {
     layer_model_list local;
-    try {
+    return test::FailureOf([&] {
         deenpet_deserialize_layer_model(bytes.data(), bytes.size(), layers ? *layers : local);
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "";
+    });
 }
 
 TEST(LayerModels, EmptyNetworkAndSkippedBytes) {

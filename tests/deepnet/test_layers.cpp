@@ -20,6 +20,7 @@
 #include "deepnet/layers/softmax.h"
 #include "deepnet/layers/softmax_map.h"
 #include "deepnet/layers/softmax_map2.h"
+#include "failure_text.h"
 
 namespace deepnet {
 namespace {
@@ -54,12 +55,7 @@ template <class Layer>
 std::string allocation_error(const layer_model_base& record, std::vector<Given*> inputs) {
     Layer layer;
     for (Given* g : inputs) layer.inputs.push_back(g);
-    try {
-        layer.allocate(record);
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "";
+    return test::FailureOf([&] { layer.allocate(record); });
 }
 
 layer_model_conv3d conv(uint64_t cout, uint64_t cin, uint64_t k0, uint64_t k1, uint64_t s,
@@ -286,12 +282,8 @@ TEST(Activation, RectifierAndUnsupportedTypes) {
     layer_test_activation<float> other;
     other.inputs.push_back(&x);
     other.allocate(tanh);
-    try {
-        other.fprop_test(1, tanh);
-        FAIL();
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "layer_test_activation::fprop_test(): Unsupported activation type");
-    }
+    EXPECT_EQ(test::FailureOf([&] { other.fprop_test(1, tanh); }),
+              "layer_test_activation::fprop_test(): Unsupported activation type");
 }
 
 }  // namespace

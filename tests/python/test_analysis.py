@@ -1,7 +1,6 @@
 """The package against the program, its rules on what it is handed, and its
 errors."""
 
-import math
 import threading
 
 import numpy as np
@@ -182,12 +181,3 @@ def test_a_closed_analysis_refuses_queries_and_threads_share_one_safely(scenes):
     with pytest.raises(ValueError, match="the analysis is closed"):
         photo.suggest("1")
     photo.close()  # twice is harmless
-
-
-def test_crops_carry_their_boxes_and_features(scenes):
-    paths, _ = scenes
-    (best,) = smartcrop.suggest(paths[4], "1", count=1)
-    assert best.box == (best.left, best.top, best.right + 1, best.bottom + 1)
-    assert best.width == best.height
-    assert 0 <= best.aesthetic <= 1 and 0 <= best.coverage <= 1 and math.isfinite(best.score)
-    assert smartcrop.parse_aspect("16:9") == pytest.approx(16 / 9)
