@@ -11,6 +11,15 @@
 
 namespace smartCrop {
 
+namespace {
+
+// How thick the background strips are: for the seeded contrasts, and for
+// the per-strip maps the border costs read.
+constexpr float kSeedFraction = 0.25f;
+constexpr float kStripFraction = 0.2f;
+
+}  // namespace
+
 void paint_rect(float* plane, int rowStride, int height, const RectOfInterest& rect, float value) {
     // Clipped to the plane: a host's rectangle may reach outside its image.
     const int top = std::max(rect.top, 0);
@@ -47,14 +56,15 @@ void extract_feature_maps(const uint8_t* pixels, int pixelStride, int width, int
     ScopedPlaneImage secondEstimate(W, H, 1);
     ScopedPlaneImage smoothPlanes(W, H, K);
     smooth_planes(*colourPlanes, *smoothPlanes, static_cast<double>(0.7f));
-    build_region_integrals(*smoothPlanes);
+    // Only the frame strips are ever summed: their rows are all the tables keep.
+    build_region_integrals(*smoothPlanes, frame_strip_rows(W, H, {kSeedFraction, kStripFraction}));
 
     const cv::Mat colour(H, W, CV_8UC3, const_cast<uint8_t*>(pixels));
     const cv::Mat saliencyMat = compute_mbd_saliency(colour, false);
     PlaneImage saliency = wrap_plane(W, H, const_cast<float*>(saliencyMat.ptr<float>(0)));
 
-    top_seeded_contrast(*smoothPlanes, firstEstimate, 0.25f, false);
-    bottom_seeded_contrast(*smoothPlanes, *secondEstimate, 0.25f, false);
+    top_seeded_contrast(*smoothPlanes, firstEstimate, kSeedFraction, false);
+    bottom_seeded_contrast(*smoothPlanes, *secondEstimate, kSeedFraction, false);
 
     if (fullOutputs == 1) {
         const float* first = firstEstimate.planes[0];
@@ -69,9 +79,9 @@ void extract_feature_maps(const uint8_t* pixels, int pixelStride, int width, int
         ScopedPlaneImage channelScratch(W, H, 1);
         const float alpha = 1.0f / static_cast<float>(K);
         for (const PlaneImage& view : split_channels(*smoothPlanes)) {
-            top_seeded_contrast(view, *channelScratch, 0.25f, false);
+            top_seeded_contrast(view, *channelScratch, kSeedFraction, false);
             scale_accumulate_image(*channelScratch, firstEstimate, alpha);
-            bottom_seeded_contrast(view, *channelScratch, 0.25f, false);
+            bottom_seeded_contrast(view, *channelScratch, kSeedFraction, false);
             scale_accumulate_image(*channelScratch, *secondEstimate, alpha);
         }
     }
@@ -114,7 +124,7 @@ void extract_feature_maps(const uint8_t* pixels, int pixelStride, int width, int
 
     PlaneImage strips[4] = {wrap_plane(W, H, outputs[3]), wrap_plane(W, H, outputs[4]),
                             wrap_plane(W, H, outputs[5]), wrap_plane(W, H, outputs[6])};
-    per_strip_contrast(*smoothPlanes, strips, 0.2f, true);
+    per_strip_contrast(*smoothPlanes, strips, kStripFraction, true);
     if (params.borderFill >= 0 && haveRects) {
         for (const RectOfInterest& r : rectangles) {
             for (int k = 0; k < 4; ++k) paint_rect(outputs[3 + k], W, H, r, params.borderFill);

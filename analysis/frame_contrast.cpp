@@ -27,6 +27,19 @@ FrameStrips frame_strips(int width, int height, float fraction) {
     return s;
 }
 
+std::vector<int32_t> frame_strip_rows(int width, int height,
+                                      std::initializer_list<float> fractions) {
+    std::vector<int32_t> rows;
+    for (float fraction : fractions) {
+        const FrameStrips s = frame_strips(width, height, fraction);
+        for (const RegionRect& r : {s.top, s.bottom, s.left, s.right}) {
+            rows.push_back(r.y0);
+            rows.push_back(r.y1 + 1);
+        }
+    }
+    return rows;
+}
+
 namespace {
 
 // Model scratch: a K x 1 mean and a K x K covariance, released on scope exit.

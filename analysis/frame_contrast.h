@@ -4,6 +4,10 @@
 #ifndef SMARTCROP_ANALYSIS_FRAME_CONTRAST_H
 #define SMARTCROP_ANALYSIS_FRAME_CONTRAST_H
 
+#include <cstdint>
+#include <initializer_list>
+#include <vector>
+
 #include "analysis/plane_image.h"
 
 namespace smartCrop {
@@ -14,6 +18,9 @@ struct FrameStrips {
 
 // The four strips of a width x height image, `fraction` of the short side thick.
 FrameStrips frame_strips(int width, int height, float fraction);
+// The summed-area table rows that the strips of these fractions read.
+std::vector<int32_t> frame_strip_rows(int width, int height,
+                                      std::initializer_list<float> fractions);
 
 // Distance to the top strip plus distance to the other three pooled, normalised.
 void top_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
+#include <stdexcept>
+#include <string>
 
 #include "analysis/vector_math.h"
 
@@ -48,42 +50,70 @@ void release_image(PlaneImage& image) {
     image.planes.clear();
     image.integrals.clear();
     image.crossIntegrals.clear();
+    image.integralRows.clear();
     image.integralsReady = 0;
 }
 
 namespace {
 
-// Row prefix sums of `value(i)` into rows 1..h, then column prefix sums.
+// Row prefix sums of `value(i)`, accumulated down the columns; only the
+// kept rows are stored (one running row is enough to make the others), with
+// the same additions in the same order as a whole table.
 template <class Value>
-void fill_table(float* table, int width, int height, Value value) {
+void fill_table(float* table, const std::vector<int32_t>& rows, int width, int height, Value value,
+                std::vector<float>& running) {
     const int stride = width + 1;
-    std::fill(table, table + stride, 0.0f);
+    running.assign(static_cast<size_t>(stride), 0.0f);
+    size_t next = 0;
+    auto keep = [&](int y) {
+        if (next < rows.size() && rows[next] == y) {
+            std::copy(running.begin(), running.end(), table + next * stride);
+            ++next;
+        }
+    };
+    keep(0);
     for (int y = 0; y < height; ++y) {
-        float* row = table + static_cast<size_t>(y + 1) * stride;
-        row[0] = 0.0f;
         float sum = 0.0f;
         for (int x = 0; x < width; ++x) {
             sum += value(y * width + x);
-            row[x + 1] = sum;
+            // The first row is the prefix itself; below it, prefix + above.
+            running[x + 1] = y == 0 ? sum : sum + running[x + 1];
         }
-    }
-    for (int y = 2; y <= height; ++y) {
-        float* row = table + static_cast<size_t>(y) * stride;
-        const float* above = row - stride;
-        for (int x = 1; x <= width; ++x) row[x] += above[x];
+        keep(y + 1);
     }
 }
 
-float table_sum(const float* table, int stride, const RegionRect& r) {
-    return table[r.y0 * stride + r.x0] + table[(r.y1 + 1) * stride + r.x1 + 1] -
-           table[r.y0 * stride + r.x1 + 1] - table[(r.y1 + 1) * stride + r.x0];
+float table_value(const PlaneImage& image, const float* table, int row, int col) {
+    const auto& rows = image.integralRows;
+    const auto it = std::lower_bound(rows.begin(), rows.end(), row);
+    if (it == rows.end() || *it != row)
+        throw std::logic_error("region_statistics(): table row " + std::to_string(row) +
+                               " was not kept");
+    return table[static_cast<size_t>(it - rows.begin()) * (image.width + 1) + col];
+}
+
+float table_sum(const PlaneImage& image, const float* table, const RegionRect& r) {
+    return table_value(image, table, r.y0, r.x0) + table_value(image, table, r.y1 + 1, r.x1 + 1) -
+           table_value(image, table, r.y0, r.x1 + 1) - table_value(image, table, r.y1 + 1, r.x0);
 }
 
 }  // namespace
 
 void build_region_integrals(PlaneImage& image) {
+    std::vector<int32_t> rows(static_cast<size_t>(image.height) + 1);
+    for (size_t y = 0; y < rows.size(); ++y) rows[y] = static_cast<int32_t>(y);
+    build_region_integrals(image, std::move(rows));
+}
+
+void build_region_integrals(PlaneImage& image, std::vector<int32_t> rows) {
+    std::sort(rows.begin(), rows.end());
+    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
+    rows.erase(std::remove_if(rows.begin(), rows.end(),
+                              [&](int32_t y) { return y < 0 || y > image.height; }),
+               rows.end());
+    image.integralRows = std::move(rows);
     image.integralsReady = 1;
-    const size_t tableSize = static_cast<size_t>(image.width + 1) * (image.height + 1);
+    const size_t tableSize = image.integralRows.size() * (image.width + 1);
     for (float*& t : image.integrals) {
         aligned_free(t);
         t = nullptr;
@@ -94,18 +124,22 @@ void build_region_integrals(PlaneImage& image) {
         t = nullptr;
         t = aligned_floats(tableSize);
     }
-    const int K = image.channels;
+    const int K = image.channels, W = image.width, H = image.height;
+    const std::vector<int32_t>& kept = image.integralRows;
+    std::vector<float> running;
     for (int c = 0; c < K; ++c) {
         const float* p = image.planes[c];
-        fill_table(image.integrals[c], image.width, image.height, [p](int i) { return p[i]; });
+        fill_table(
+            image.integrals[c], kept, W, H, [p](int i) { return p[i]; }, running);
     }
     int k = 0;
     for (int i = 0; i < K; ++i) {
         for (int j = i; j < K; ++j, ++k) {
             const float* a = image.planes[i];
             const float* b = image.planes[j];
-            fill_table(image.crossIntegrals[k], image.width, image.height,
-                       [a, b](int n) { return a[n] * b[n]; });
+            fill_table(
+                image.crossIntegrals[k], kept, W, H, [a, b](int n) { return a[n] * b[n]; },
+                running);
         }
     }
 }
@@ -120,6 +154,7 @@ std::vector<PlaneImage> split_channels(const PlaneImage& image) {
         view.width = image.width;
         view.height = image.height;
         view.planeSize = image.planeSize;
+        view.integralRows = image.integralRows;
         view.integralsReady = image.integralsReady;
         view.channels = 1;
         views.push_back(view);
@@ -130,13 +165,12 @@ std::vector<PlaneImage> split_channels(const PlaneImage& image) {
 void region_statistics(const PlaneImage& image, PlaneImage& mean, PlaneImage& covariance,
                        const std::vector<RegionRect>& rects) {
     const int K = image.channels;
-    const int stride = image.width + 1;
     float area = 0.0f;
     for (const RegionRect& r : rects) area += static_cast<float>(r.area);
     float* m = mean.planes[0];
     for (int c = 0; c < K; ++c) {
         float s = 0.0f;
-        for (const RegionRect& r : rects) s += table_sum(image.integrals[c], stride, r);
+        for (const RegionRect& r : rects) s += table_sum(image, image.integrals[c], r);
         m[c] = s / area;
     }
     float* cov = covariance.planes[0];
@@ -144,7 +178,7 @@ void region_statistics(const PlaneImage& image, PlaneImage& mean, PlaneImage& co
     for (int i = 0; i < K; ++i) {
         for (int j = i; j < K; ++j, ++k) {
             float s = 0.0f;
-            for (const RegionRect& r : rects) s += table_sum(image.crossIntegrals[k], stride, r);
+            for (const RegionRect& r : rects) s += table_sum(image, image.crossIntegrals[k], r);
             cov[i * K + j] = s / area - m[j] * m[i];
         }
     }

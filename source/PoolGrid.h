@@ -9,7 +9,10 @@
 
 namespace smartCrop {
 
-// The L x L cell means of the crop (work coordinates) on one
+// The largest grid pool_cells takes.
+constexpr int kMaxGrid = 16;
+
+// The L x L cell means (L <= kMaxGrid) of the crop (work coordinates) on one
 // table, row by row from `out`; returns the end. Neighbouring cells share
 // their boundary line.
 float* pool_cells(const DoubleMap& table, int L, const WorkRect& crop, float* out);
@@ -25,6 +28,7 @@ void pool_grid(const DoubleMap& a, const int (&gridsA)[NA], const DoubleMap& b,
 // The grids of the aesthetic model: saliency on 4 and 8, edges on 4, 8 and 12.
 constexpr int kSaliencyGrids[] = {4, 8};
 constexpr int kEdgeGrids[] = {4, 8, 12};
+static_assert(kSaliencyGrids[1] <= kMaxGrid && kEdgeGrids[2] <= kMaxGrid);
 
 template <size_t N>
 constexpr int cell_count(const int (&grids)[N]) {

@@ -8,11 +8,11 @@
 
 namespace test {
 
-// The runtime_error's text, or "" when the call returns.
+// The exception's text, or "" when the call returns.
 inline std::string FailureOf(const std::function<void()>& call) {
     try {
         call();
-    } catch (const std::runtime_error& e) {
+    } catch (const std::exception& e) {
         return e.what();
     }
     return "";

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "analysis/plane_image.h"
+#include "failure_text.h"
 
 namespace smartCrop {
 namespace {
@@ -65,6 +66,37 @@ TEST(PlaneImage, PooledStatisticsCountCornersTwice) {
     ScopedPlaneImage m1(1, 1, 1), v1(1, 1, 1);
     region_statistics(views[1], *m1, *v1, {{0, 0, 2, 0, 3}, {0, 0, 0, 1, 2}});
     EXPECT_NEAR(v1->planes[0][0], 0.56f, kStatTolerance);
+}
+
+// Tables keeping only some rows give the whole tables' statistics bit for bit
+// over rectangles between kept rows, and refuse any other.
+TEST(PlaneImage, KeptRowsOnly) {
+    const int W = 37, H = 23;
+    ScopedPlaneImage full(W, H, 3);
+    for (int c = 0; c < 3; ++c)
+        for (int i = 0; i < W * H; ++i)
+            full->planes[c][i] = static_cast<float>((i * 7919 + c * 31) % 255) / 7.0f;
+    ScopedPlaneImage sparse(W, H, 3);
+    for (int c = 0; c < 3; ++c) std::copy_n(full->planes[c], W * H, sparse->planes[c]);
+    build_region_integrals(*full);
+    build_region_integrals(*sparse, {H, 5, 0, 17, 5, -3, H + 4});
+    EXPECT_EQ(sparse->integralRows, (std::vector<int32_t>{0, 5, 17, H}));
+    const std::vector<RegionRect> rects{
+        {0, 0, W - 1, 4, 5 * W}, {3, 5, 20, 16, 18 * 12}, {0, 17, W - 1, H - 1, W * (H - 17)}};
+    ScopedPlaneImage m1(3, 1, 1), c1(3, 3, 1), m2(3, 1, 1), c2(3, 3, 1);
+    region_statistics(*full, *m1, *c1, rects);
+    region_statistics(*sparse, *m2, *c2, rects);
+    for (int k = 0; k < 3; ++k) EXPECT_EQ(m1->planes[0][k], m2->planes[0][k]);
+    for (int k = 0; k < 9; ++k) EXPECT_EQ(c1->planes[0][k], c2->planes[0][k]);
+    const std::vector<PlaneImage> views = split_channels(*sparse);
+    region_statistics(views[2], *m2, *c2, {rects[1]});
+    region_statistics(split_channels(*full)[2], *m1, *c1, {rects[1]});
+    EXPECT_EQ(m1->planes[0][0], m2->planes[0][0]);
+    EXPECT_EQ(c1->planes[0][0], c2->planes[0][0]);
+    EXPECT_EQ(test::FailureOf([&] {
+                  region_statistics(*sparse, *m2, *c2, {{0, 0, 3, 3, 16}});
+              }),
+              "region_statistics(): table row 4 was not kept");
 }
 
 TEST(PlaneImage, NormalizeMinMax) {
