@@ -49,11 +49,21 @@ void CropAnalyzer::score_candidates(bool useFaces, const CellRange& cells) {
             bounds.bottom = std::max(bounds.bottom, r.bottom);
         }
     }
+    std::vector<uint32_t> order;
     for (CropCell* cell : cells) {
-        for (CropRect& record : *cell) {
-            compute_features(record);
-            record.roiScore = soft.empty() ? 1.0 : roi_score(record, soft, bounds);
+        if (std::any_of(cell->begin(), cell->end(),
+                        [](const CropRect& r) { return !r.analysed; })) {
+            // Row by row: neighbours then read the same table rows a few
+            // columns apart, mostly from cache; the cells come column by column.
+            order.resize(cell->size());
+            for (uint32_t i = 0; i < order.size(); ++i) order[i] = i;
+            std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+                return (*cell)[a].top < (*cell)[b].top;
+            });
+            for (uint32_t i : order) compute_features((*cell)[i]);
         }
+        for (CropRect& record : *cell)
+            record.roiScore = soft.empty() ? 1.0 : roi_score(record, soft, bounds);
     }
 }
 
