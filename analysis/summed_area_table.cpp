@@ -38,18 +38,36 @@ void integral_images(const FloatMap* const* maps, DoubleMap* const* tables, int 
     for (int k = 0; k < count; ++k) {
         table_first_row_and_column(*maps[k], *tables[k]);
     }
-    const float* src[kMaxMaps];
-    double* row[kMaxMaps];
+    // Two rows at a time, the lower one a column behind: each element waits
+    // on its left neighbour, so the second row's running sums double the
+    // independent work in flight; every element is still the same sum.
+    const float* src[2][kMaxMaps];
+    double* row[2][kMaxMaps];
     const double* above[kMaxMaps];
-    for (int r = 1; r < R; ++r) {
+    for (int r = 1; r < R; r += 2) {
+        const bool pair = r + 1 < R;
         for (int k = 0; k < count; ++k) {
-            src[k] = &maps[k]->at(r, 0);
-            row[k] = &tables[k]->at(r, 0);
             above[k] = &tables[k]->at(r - 1, 0);
+            for (int i = 0; i < (pair ? 2 : 1); ++i) {
+                src[i][k] = &maps[k]->at(r + i, 0);
+                row[i][k] = &tables[k]->at(r + i, 0);
+            }
+        }
+        if (!pair) {
+            for (int c = 1; c < C; ++c) {
+                for (int k = 0; k < count; ++k) {
+                    row[0][k][c] = above[k][c] + row[0][k][c - 1] - above[k][c - 1] + src[0][k][c];
+                }
+            }
+            continue;
         }
         for (int c = 1; c < C; ++c) {
             for (int k = 0; k < count; ++k) {
-                row[k][c] = above[k][c] + row[k][c - 1] - above[k][c - 1] + src[k][c];
+                const double* a = above[k];
+                double* upper = row[0][k];
+                double* lower = row[1][k];
+                upper[c] = a[c] + upper[c - 1] - a[c - 1] + src[0][k][c];
+                lower[c] = upper[c] + lower[c - 1] - upper[c - 1] + src[1][k][c];
             }
         }
     }

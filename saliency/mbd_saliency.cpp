@@ -11,37 +11,51 @@ namespace smartCrop {
 
 namespace {
 
-struct Neighbours {
-    int dx0, dy0, dx1, dy1;
-};
-
-// One raster pass over the interior of channel c. Ties change nothing, and a
-// neighbour's bounds are used whether or not it has been reached yet.
-void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, int c, bool reverse) {
+// One raster pass over the interior, the three channels side by side: each
+// channel's updates read only its own bounds, so a pass over all three is
+// three single-channel passes. Ties change nothing, and a neighbour's bounds
+// are used whether or not it has been reached yet.
+void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
     const int H = image.rows, W = image.cols;
-    const Neighbours n = reverse ? Neighbours{1, 0, 0, 1} : Neighbours{-1, 0, 0, -1};
     const int yStart = reverse ? H - 2 : 1, yEnd = reverse ? 0 : H - 1, step = reverse ? -1 : 1;
     const int xStart = reverse ? W - 2 : 1, xEnd = reverse ? 0 : W - 1;
+    // The neighbour along the row, then the one in the row already passed.
+    const int side = reverse ? 3 : -3;
     for (int y = yStart; y != yEnd; y += step) {
         const uint8_t* in = image.ptr<uint8_t>(y);
         uint8_t* d = D.ptr<uint8_t>(y);
         uint8_t* u = U.ptr<uint8_t>(y);
         uint8_t* l = L.ptr<uint8_t>(y);
+        const uint8_t* uPassed = U.ptr<uint8_t>(y - step);
+        const uint8_t* lPassed = L.ptr<uint8_t>(y - step);
+        // The bounds of the neighbour along the row, carried in registers
+        // instead of read back from the store just made.
+        uint8_t sideU[3], sideL[3];
+        for (int c = 0; c < 3; ++c) {
+            sideU[c] = u[xStart * 3 + side + c];
+            sideL[c] = l[xStart * 3 + side + c];
+        }
         for (int x = xStart; x != xEnd; x += step) {
-            const int p = x * 3 + c;
-            const uint8_t v = in[p];
-            for (int k = 0; k < 2; ++k) {
-                const int nx = x + (k == 0 ? n.dx0 : n.dx1);
-                const int ny = y + (k == 0 ? n.dy0 : n.dy1);
-                const int q = nx * 3 + c;
-                const uint8_t upper = std::max(U.ptr<uint8_t>(ny)[q], v);
-                const uint8_t lower = std::min(L.ptr<uint8_t>(ny)[q], v);
-                const uint8_t barrier = static_cast<uint8_t>(upper - lower);
-                if (barrier < d[p]) {
-                    d[p] = barrier;
-                    u[p] = upper;
-                    l[p] = lower;
+            for (int c = 0; c < 3; ++c) {
+                const int p = x * 3 + c;
+                const uint8_t v = in[p];
+                uint8_t dp = d[p], up = u[p], lp = l[p];
+                // Selects rather than branches: whether a bound improves is
+                // as good as random.
+                const uint8_t neighbourU[2] = {sideU[c], uPassed[p]};
+                const uint8_t neighbourL[2] = {sideL[c], lPassed[p]};
+                for (int k = 0; k < 2; ++k) {
+                    const uint8_t upper = std::max(neighbourU[k], v);
+                    const uint8_t lower = std::min(neighbourL[k], v);
+                    const uint8_t barrier = static_cast<uint8_t>(upper - lower);
+                    const bool better = barrier < dp;
+                    dp = better ? barrier : dp;
+                    up = better ? upper : up;
+                    lp = better ? lower : lp;
                 }
+                d[p] = dp;
+                u[p] = sideU[c] = up;
+                l[p] = sideL[c] = lp;
             }
         }
     }
@@ -72,11 +86,9 @@ cv::Mat mbd_raster_scan(const cv::Mat& image) {
     cv::Mat U = image.clone();
     cv::Mat L = image.clone();
     if (H >= 3 && W >= 3) {
-        for (int c = 0; c < 3; ++c) {
-            scan_pass(image, D, U, L, c, true);
-            scan_pass(image, D, U, L, c, false);
-            scan_pass(image, D, U, L, c, true);
-        }
+        scan_pass(image, D, U, L, true);
+        scan_pass(image, D, U, L, false);
+        scan_pass(image, D, U, L, true);
     }
     cv::Mat barrier(H, W, CV_32F);
     for (int y = 0; y < H; ++y) {

@@ -60,6 +60,27 @@ TEST(AnalysisMaps, TablesAgreeWithBruteForceSums) {
     }
 }
 
+// Tables made several at a time, two rows at a time, are the one-at-a-time
+// tables bit for bit: odd and even row counts, one row, one column.
+TEST(AnalysisMaps, BatchedTablesAreSingleTables) {
+    for (const auto& [rows, cols] : {std::pair{23, 31}, {24, 17}, {1, 9}, {8, 1}}) {
+        FloatMap maps[5];
+        DoubleMap single[5], batched[5];
+        const FloatMap* in[5];
+        DoubleMap* out[5];
+        for (int k = 0; k < 5; ++k) {
+            test::random_map_with_table(rows, cols, 10 + k, maps[k], single[k]);
+            batched[k].resize(rows, cols);
+            in[k] = &maps[k];
+            out[k] = &batched[k];
+        }
+        integral_images(in, out, 5);
+        for (int k = 0; k < 5; ++k)
+            for (size_t i = 0; i < single[k].size(); ++i)
+                ASSERT_EQ(batched[k].data[i], single[k].data[i]) << rows << "x" << cols << " " << k;
+    }
+}
+
 TEST(EdgeMap, LevelSizes) {
     const auto wide = edge_level_sizes(640, 320, {0.04f, 0.2f});
     ASSERT_EQ(wide.size(), 2u);

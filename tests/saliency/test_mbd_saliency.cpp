@@ -32,6 +32,51 @@ TEST(MbdSaliency, RasterScanHandWorked) {
     }
 }
 
+// The channels are scanned side by side; each must come out as a scan of
+// that channel alone would leave it. Reference: forward and backward passes
+// over one channel at a time, the neighbour along the row first.
+TEST(MbdSaliency, ChannelsScanIndependently) {
+    const int H = 17, W = 23;
+    cv::Mat image(H, W, CV_8UC3);
+    cv::randu(image, 0, 256);
+    cv::Mat D(H, W, CV_8UC3, cv::Scalar::all(255)), U = image.clone(), L = image.clone();
+    D.row(0).setTo(0);
+    D.row(H - 1).setTo(0);
+    D.col(0).setTo(0);
+    D.col(W - 1).setTo(0);
+    for (int c = 0; c < 3; ++c) {
+        for (int reverse : {1, 0, 1}) {
+            const int s = reverse ? -1 : 1;
+            for (int y = reverse ? H - 2 : 1; y != (reverse ? 0 : H - 1); y += s) {
+                for (int x = reverse ? W - 2 : 1; x != (reverse ? 0 : W - 1); x += s) {
+                    const uint8_t v = image.at<cv::Vec3b>(y, x)[c];
+                    for (const auto& [ny, nx] : {std::pair{y, x - s}, std::pair{y - s, x}}) {
+                        const uint8_t up = std::max(U.at<cv::Vec3b>(ny, nx)[c], v);
+                        const uint8_t lo = std::min(L.at<cv::Vec3b>(ny, nx)[c], v);
+                        if (up - lo < D.at<cv::Vec3b>(y, x)[c]) {
+                            D.at<cv::Vec3b>(y, x)[c] = static_cast<uint8_t>(up - lo);
+                            U.at<cv::Vec3b>(y, x)[c] = up;
+                            L.at<cv::Vec3b>(y, x)[c] = lo;
+                        }
+                    }
+                }
+            }
+        }
+    }
+    cv::Mat expected(H, W, CV_32F);
+    for (int y = 0; y < H; ++y) {
+        for (int x = 0; x < W; ++x) {
+            const cv::Vec3b d = D.at<cv::Vec3b>(y, x);
+            expected.at<float>(y, x) = static_cast<float>(
+                (static_cast<float>(d[0]) + static_cast<float>(d[1]) + static_cast<float>(d[2])) /
+                3.0);
+        }
+    }
+    cv::normalize(expected, expected, 0.0, 1.0, cv::NORM_MINMAX);
+    const cv::Mat barrier = mbd_raster_scan(image);
+    EXPECT_EQ(cv::countNonZero(barrier != expected), 0);
+}
+
 TEST(MbdSaliency, NoInteriorMeansZeroBarrier) {
     cv::Mat thin = grey3(2, 7, 10);
     thin.at<cv::Vec3b>(0, 3) = cv::Vec3b(250, 0, 0);
