@@ -56,31 +56,63 @@ void release_image(PlaneImage& image) {
 
 namespace {
 
-// Row prefix sums of `value(i)`, accumulated down the columns; only the
-// kept rows are stored (one running row is enough to make the others), with
-// the same additions in the same order as a whole table.
-template <class Value>
-void fill_table(float* table, const std::vector<int32_t>& rows, int width, int height, Value value,
-                std::vector<float>& running) {
+// Three tables of one kind of value side by side: each row's prefix sums are
+// a chain of dependent additions per table, and interleaved chains keep the
+// adder busy. Row prefix sums of each table's values,
+// accumulated down the columns; only the kept rows are stored (one running
+// row is enough to make the others), with the same additions in the same
+// order as a whole table.
+struct TableSource {
+    const float* a;
+    const float* b;  // null: the plane a itself; else the products a * b
+    float* table;
+};
+
+template <int T, bool kProducts>
+void fill_tables(const TableSource* sources, const std::vector<int32_t>& rows, int width,
+                 int height) {
     const int stride = width + 1;
-    running.assign(static_cast<size_t>(stride), 0.0f);
+    std::vector<float> running(static_cast<size_t>(T) * stride, 0.0f);
+    const float* a[T];
+    const float* b[T];
+    float* run[T];
+    for (int t = 0; t < T; ++t) {
+        a[t] = sources[t].a;
+        b[t] = sources[t].b;
+        run[t] = &running[static_cast<size_t>(t) * stride];
+    }
     size_t next = 0;
     auto keep = [&](int y) {
         if (next < rows.size() && rows[next] == y) {
-            std::copy(running.begin(), running.end(), table + next * stride);
+            for (int t = 0; t < T; ++t)
+                std::copy_n(run[t], stride, sources[t].table + next * stride);
             ++next;
         }
     };
     keep(0);
     for (int y = 0; y < height; ++y) {
-        float sum = 0.0f;
+        float sums[T] = {};
+        const size_t offset = static_cast<size_t>(y) * width;
         for (int x = 0; x < width; ++x) {
-            sum += value(y * width + x);
-            // The first row is the prefix itself; below it, prefix + above.
-            running[x + 1] = y == 0 ? sum : sum + running[x + 1];
+            const size_t i = offset + x;
+            for (int t = 0; t < T; ++t) {
+                sums[t] += kProducts ? a[t][i] * b[t][i] : a[t][i];
+                // The first row is the prefix itself; below it, prefix + above.
+                run[t][x + 1] = y == 0 ? sums[t] : sums[t] + run[t][x + 1];
+            }
         }
         keep(y + 1);
     }
+}
+
+// All tables of one kind, a few at a time.
+template <bool kProducts>
+void fill_tables(const std::vector<TableSource>& sources, const std::vector<int32_t>& rows,
+                 int width, int height) {
+    size_t t = 0;
+    for (; t + 3 <= sources.size(); t += 3)
+        fill_tables<3, kProducts>(&sources[t], rows, width, height);
+    for (; t < sources.size(); ++t) fill_tables<1, kProducts>(&sources[t], rows, width, height);
 }
 
 float table_value(const PlaneImage& image, const float* table, int row, int col) {
@@ -124,24 +156,16 @@ void build_region_integrals(PlaneImage& image, std::vector<int32_t> rows) {
         t = nullptr;
         t = aligned_floats(tableSize);
     }
-    const int K = image.channels, W = image.width, H = image.height;
-    const std::vector<int32_t>& kept = image.integralRows;
-    std::vector<float> running;
-    for (int c = 0; c < K; ++c) {
-        const float* p = image.planes[c];
-        fill_table(
-            image.integrals[c], kept, W, H, [p](int i) { return p[i]; }, running);
-    }
+    const int K = image.channels;
+    std::vector<TableSource> planes, products;
+    for (int c = 0; c < K; ++c) planes.push_back({image.planes[c], nullptr, image.integrals[c]});
     int k = 0;
     for (int i = 0; i < K; ++i) {
-        for (int j = i; j < K; ++j, ++k) {
-            const float* a = image.planes[i];
-            const float* b = image.planes[j];
-            fill_table(
-                image.crossIntegrals[k], kept, W, H, [a, b](int n) { return a[n] * b[n]; },
-                running);
-        }
+        for (int j = i; j < K; ++j, ++k)
+            products.push_back({image.planes[i], image.planes[j], image.crossIntegrals[k]});
     }
+    fill_tables<false>(planes, image.integralRows, image.width, image.height);
+    fill_tables<true>(products, image.integralRows, image.width, image.height);
 }
 
 std::vector<PlaneImage> split_channels(const PlaneImage& image) {
