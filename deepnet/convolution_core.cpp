@@ -1,6 +1,7 @@
 #include "deepnet/convolution_core.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
@@ -30,7 +31,6 @@ void im2col(uint64_t width, uint64_t height, const window_geometry& g, uint64_t 
 namespace {
 
 constexpr uint64_t kLanes = 8;
-typedef float lanes __attribute__((vector_size(4 * sizeof(float))));
 
 // The blocks of positions p .. p + count - 1 (count at most 8), interleaved:
 // panel[i * 8 + k] is what the gather would put at place i of the block of
@@ -73,36 +73,104 @@ void gather_panel(uint64_t width, uint64_t height, uint64_t channels, const wind
     }
 }
 
-lanes load(const float* p) {
-    lanes v;
+// Eight positions, one lane each. Without AVX the compiler splits a vector
+// into two of four lanes, as the processor has them.
+typedef float lanes8 __attribute__((vector_size(kLanes * sizeof(float))));
+
+// Into a reference: a vector returned by value has no fixed ABI across the
+// two builds of the kernel.
+inline __attribute__((always_inline)) void load8(lanes8& v, const float* p) {
     std::memcpy(&v, p, sizeof v);
-    return v;
 }
 
 // a = dot product, then a = a + y, for each valid lane.
-void store(const lanes& low, const lanes& high, uint64_t count, float* out) {
-    for (uint64_t k = 0; k < count; ++k) {
-        const float a = k < 4 ? low[k] : high[k - 4];
-        out[k] = a + out[k];
+inline __attribute__((always_inline)) void store8(const lanes8& a, uint64_t count, float* out) {
+    for (uint64_t k = 0; k < count; ++k) out[k] = a[k] + out[k];
+}
+
+// Every output's dot products with the panel: each position's sum runs in
+// ascending order in its own lane, and four outputs at once, so that chains
+// of additions overlap instead of waiting on each other. Lanes do not mix
+// and a product is rounded before it is added, so every sum is the scalar
+// one at any vector width.
+inline __attribute__((always_inline)) void panel_products(const float* src, uint64_t step,
+                                                          uint64_t L, const float* weights,
+                                                          uint64_t outputs, uint64_t count,
+                                                          float* y, uint64_t positions) {
+    uint64_t o = 0;
+    for (; o + 4 <= outputs; o += 4) {
+        const float* w0 = weights + o * L;
+        const float *w1 = w0 + L, *w2 = w1 + L, *w3 = w2 + L;
+        lanes8 a0 = {}, a1 = {}, a2 = {}, a3 = {};
+        for (uint64_t i = 0; i < L; ++i) {
+            lanes8 c;
+            load8(c, src + i * step);
+            a0 += w0[i] * c;
+            a1 += w1[i] * c;
+            a2 += w2[i] * c;
+            a3 += w3[i] * c;
+        }
+        store8(a0, count, y + o * positions);
+        store8(a1, count, y + (o + 1) * positions);
+        store8(a2, count, y + (o + 2) * positions);
+        store8(a3, count, y + (o + 3) * positions);
     }
+    for (; o < outputs; ++o) {
+        const float* w = weights + o * L;
+        lanes8 a = {};
+        for (uint64_t i = 0; i < L; ++i) {
+            lanes8 c;
+            load8(c, src + i * step);
+            a += w[i] * c;
+        }
+        store8(a, count, y + o * positions);
+    }
+}
+
+using PanelProducts = void (*)(const float*, uint64_t, uint64_t, const float*, uint64_t, uint64_t,
+                               float*, uint64_t);
+
+void panel_products_plain(const float* src, uint64_t step, uint64_t L, const float* weights,
+                          uint64_t outputs, uint64_t count, float* y, uint64_t positions) {
+    panel_products(src, step, L, weights, outputs, count, y, positions);
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+__attribute__((target("avx2"))) void panel_products_avx2(const float* src, uint64_t step,
+                                                         uint64_t L, const float* weights,
+                                                         uint64_t outputs, uint64_t count, float* y,
+                                                         uint64_t positions) {
+    panel_products(src, step, L, weights, outputs, count, y, positions);
+}
+#endif
+
+std::atomic<bool> portableOnly{false};
+
+PanelProducts best_panel_products() {
+#if defined(__x86_64__) && defined(__GNUC__)
+    if (__builtin_cpu_supports("avx2")) return panel_products_avx2;
+#endif
+    return panel_products_plain;
 }
 
 }  // namespace
 
+void use_portable_convolution(bool portable) {
+    portableOnly.store(portable, std::memory_order_relaxed);
+}
+
 void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t outputs,
                     const window_geometry& g, uint64_t out0, uint64_t out1, const float* x,
                     const float* weights, float* y) {
+    static const PanelProducts best = best_panel_products();
+    const PanelProducts products =
+        portableOnly.load(std::memory_order_relaxed) ? panel_products_plain : best;
     const uint64_t L = g.kernel0 * g.kernel1 * channels;
     const uint64_t positions = out0 * out1;
     // A 1 x 1 kernel with stride 1 and no padding reads each block straight
     // from the input planes, eight neighbouring positions at a time.
     const bool pointwise = g.kernel0 == 1 && g.kernel1 == 1 && g.stride0 == 1 && g.stride1 == 1 &&
                            g.pad0_low == 0 && g.pad1_low == 0 && out0 == width && out1 == height;
-    // Each position's dot product runs in ascending order in its own
-    // accumulator, one vector lane per position: eight positions side by
-    // side, and four outputs at once, so that eight chains of additions
-    // overlap instead of waiting on each other. Lanes do not mix, so every
-    // sum is the scalar one.
     std::vector<float> panel(L * kLanes);
     for (uint64_t p = 0; p < positions; p += kLanes) {
         const uint64_t count = std::min(kLanes, positions - p);
@@ -113,36 +181,7 @@ void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t
             src = panel.data();
             step = kLanes;
         }
-        uint64_t o = 0;
-        for (; o + 4 <= outputs; o += 4) {
-            const float* w0 = weights + o * L;
-            const float *w1 = w0 + L, *w2 = w1 + L, *w3 = w2 + L;
-            lanes l0 = {}, h0 = {}, l1 = {}, h1 = {}, l2 = {}, h2 = {}, l3 = {}, h3 = {};
-            for (uint64_t i = 0; i < L; ++i) {
-                const lanes c0 = load(src + i * step), c1 = load(src + i * step + 4);
-                l0 += w0[i] * c0;
-                h0 += w0[i] * c1;
-                l1 += w1[i] * c0;
-                h1 += w1[i] * c1;
-                l2 += w2[i] * c0;
-                h2 += w2[i] * c1;
-                l3 += w3[i] * c0;
-                h3 += w3[i] * c1;
-            }
-            store(l0, h0, count, y + o * positions + p);
-            store(l1, h1, count, y + (o + 1) * positions + p);
-            store(l2, h2, count, y + (o + 2) * positions + p);
-            store(l3, h3, count, y + (o + 3) * positions + p);
-        }
-        for (; o < outputs; ++o) {
-            const float* w = weights + o * L;
-            lanes low = {}, high = {};
-            for (uint64_t i = 0; i < L; ++i) {
-                low += w[i] * load(src + i * step);
-                high += w[i] * load(src + i * step + 4);
-            }
-            store(low, high, count, y + o * positions + p);
-        }
+        products(src, step, L, weights, outputs, count, y + p, positions);
     }
 }
 

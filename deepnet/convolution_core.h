@@ -24,6 +24,11 @@ void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t
                     const window_geometry& g, uint64_t out0, uint64_t out1, const float* x,
                     const float* weights, float* y);
 
+// Convolutions run on the widest vectors the processor has (AVX2 where
+// present) unless told to use the portable kernel; both give the same bits.
+// Process-wide; for tests, and for ruling a build out.
+void use_portable_convolution(bool portable);
+
 // Scatters one plane's part of the blocks back, adding overlaps, into a plane
 // of out0 x out1 with row stride `rowStride`.
 void col2im(uint64_t in0, uint64_t in1, const window_geometry& g, uint64_t out0, uint64_t out1,

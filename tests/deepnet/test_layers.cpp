@@ -3,8 +3,10 @@
 
 #include <cmath>
 #include <iostream>
+#include <random>
 #include <sstream>
 
+#include "deepnet/convolution_core.h"
 #include "deepnet/layer_tests.h"
 #include "deepnet/layers/activation.h"
 #include "deepnet/layers/concat.h"
@@ -102,6 +104,31 @@ TEST(Convolution, PaddingAndPartialWindows) {
     partial.kernel1 = 1;
     partial.pad_mode = 1;
     EXPECT_EQ(run<layer_test_conv3d<float>>(partial, {&wide}), (std::vector<float>{3, 2}));
+}
+
+// The vector kernel and the portable one give the same bits: padded 3 x 3
+// windows over positions that do not fill the last vector, and the 1 x 1
+// path that reads the planes directly, with output counts off the block of 4.
+TEST(Convolution, VectorAndPortableKernelsAgree) {
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<float> value(-1.0f, 1.0f);
+    auto values = [&](size_t n) {
+        std::vector<float> v(n);
+        for (float& e : v) e = value(rng);
+        return v;
+    };
+    for (uint64_t k : {3u, 1u}) {
+        Given x({13, 11, 5}, values(13 * 11 * 5));
+        auto r = conv(7, 5, k, k, 1, values(7 * 5 * k * k), values(7));
+        r.pad0_low = r.pad0_high = r.pad1_low = r.pad1_high = k / 2;
+        use_portable_convolution(true);
+        const std::vector<float> portable = run<layer_test_conv3d<float>>(r, {&x});
+        use_portable_convolution(false);
+        const std::vector<float> vector = run<layer_test_conv3d<float>>(r, {&x});
+        ASSERT_EQ(portable.size(), 7u * 13 * 11);
+        for (size_t i = 0; i < portable.size(); ++i)
+            ASSERT_EQ(portable[i], vector[i]) << k << " " << i;
+    }
 }
 
 TEST(Convolution, AllocationMessages) {
