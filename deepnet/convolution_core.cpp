@@ -30,19 +30,20 @@ void im2col(uint64_t width, uint64_t height, const window_geometry& g, uint64_t 
 
 namespace {
 
-constexpr uint64_t kLanes = 8;
-
-// The blocks of positions p .. p + count - 1 (count at most 8), interleaved:
-// panel[i * 8 + k] is what the gather would put at place i of the block of
-// position p + k, 0 outside the input and in lanes beyond count. Built
-// straight from the input, so no image-sized column buffer is filled, read
-// back and transposed.
-void gather_panel(uint64_t width, uint64_t height, uint64_t channels, const window_geometry& g,
-                  uint64_t out0, uint64_t p, uint64_t count, const float* x, float* panel) {
+// The blocks of positions p .. p + count - 1 (count at most Lanes),
+// interleaved: panel[i * Lanes + k] is what the gather would put at place i
+// of the block of position p + k, 0 outside the input and in lanes beyond
+// count. Built straight from the input, so no image-sized column buffer is
+// filled, read back and transposed.
+template <uint64_t Lanes>
+inline __attribute__((always_inline)) void gather_panel(uint64_t width, uint64_t height,
+                                                        uint64_t channels, const window_geometry& g,
+                                                        uint64_t out0, uint64_t p, uint64_t count,
+                                                        const float* x, float* panel) {
     const int64_t W = static_cast<int64_t>(width), H = static_cast<int64_t>(height);
-    int64_t row[kLanes], col[kLanes];
+    int64_t row[Lanes], col[Lanes];
     uint64_t o1 = p / out0, o0 = p % out0;
-    for (uint64_t k = 0; k < kLanes; ++k) {
+    for (uint64_t k = 0; k < Lanes; ++k) {
         row[k] = static_cast<int64_t>(o1 * g.stride1) - static_cast<int64_t>(g.pad1_low);
         col[k] = static_cast<int64_t>(o0 * g.stride0) - static_cast<int64_t>(g.pad0_low);
         if (k + 1 < count && ++o0 == out0) {
@@ -50,20 +51,20 @@ void gather_panel(uint64_t width, uint64_t height, uint64_t channels, const wind
             ++o1;
         }
     }
-    // Eight neighbours on one output row with stride 1 read eight
-    // neighbouring input values: one copy when all lie inside.
-    const bool run = count == kLanes && row[0] == row[kLanes - 1] && g.stride0 == 1;
+    // Neighbours on one output row with stride 1 read neighbouring input
+    // values: one copy when all lie inside.
+    const bool run = count == Lanes && row[0] == row[Lanes - 1] && g.stride0 == 1;
     float* dst = panel;
     for (uint64_t c = 0; c < channels; ++c) {
         const float* plane = x + c * width * height;
         for (int64_t a1 = 0; a1 < static_cast<int64_t>(g.kernel1); ++a1) {
-            for (int64_t a0 = 0; a0 < static_cast<int64_t>(g.kernel0); ++a0, dst += kLanes) {
+            for (int64_t a0 = 0; a0 < static_cast<int64_t>(g.kernel0); ++a0, dst += Lanes) {
                 const int64_t r0 = row[0] + a1, c0 = col[0] + a0;
-                if (run && r0 >= 0 && r0 < H && c0 >= 0 && c0 + static_cast<int64_t>(kLanes) <= W) {
-                    std::memcpy(dst, plane + r0 * W + c0, kLanes * sizeof(float));
+                if (run && r0 >= 0 && r0 < H && c0 >= 0 && c0 + static_cast<int64_t>(Lanes) <= W) {
+                    std::memcpy(dst, plane + r0 * W + c0, Lanes * sizeof(float));
                     continue;
                 }
-                for (uint64_t k = 0; k < kLanes; ++k) {
+                for (uint64_t k = 0; k < Lanes; ++k) {
                     const int64_t r = row[k] + a1, cc = col[k] + a0;
                     const bool inside = k < count && r >= 0 && r < H && cc >= 0 && cc < W;
                     dst[k] = inside ? plane[r * W + cc] : 0.0f;
@@ -73,84 +74,124 @@ void gather_panel(uint64_t width, uint64_t height, uint64_t channels, const wind
     }
 }
 
-// Eight positions, one lane each. Without AVX the compiler splits a vector
-// into two of four lanes, as the processor has them.
-typedef float lanes8 __attribute__((vector_size(kLanes * sizeof(float))));
+// Eight positions, one lane each. A build for a processor with narrower
+// vectors splits one into several of its own.
+typedef float lanes8 __attribute__((vector_size(8 * sizeof(float))));
 
 // Into a reference: a vector returned by value has no fixed ABI across the
-// two builds of the kernel.
+// builds of the kernel.
 inline __attribute__((always_inline)) void load8(lanes8& v, const float* p) {
     std::memcpy(&v, p, sizeof v);
 }
 
 // a = dot product, then a = a + y, for each valid lane.
 inline __attribute__((always_inline)) void store8(const lanes8& a, uint64_t count, float* out) {
-    for (uint64_t k = 0; k < count; ++k) out[k] = a[k] + out[k];
+    for (uint64_t k = 0; k < count && k < 8; ++k) out[k] = a[k] + out[k];
 }
 
-// Every output's dot products with the panel: each position's sum runs in
-// ascending order in its own lane, and four outputs at once, so that chains
-// of additions overlap instead of waiting on each other. Lanes do not mix
-// and a product is rounded before it is added, so every sum is the scalar
-// one at any vector width.
+// Every output's dot products with a panel of Lanes positions: each
+// position's sum runs in ascending order in its own lane, four outputs at
+// once, so that chains of additions overlap instead of waiting on each
+// other. Lanes do not mix and a product is rounded before it is added, so
+// every sum is the scalar one at any vector width.
+template <uint64_t Lanes>
 inline __attribute__((always_inline)) void panel_products(const float* src, uint64_t step,
                                                           uint64_t L, const float* weights,
                                                           uint64_t outputs, uint64_t count,
                                                           float* y, uint64_t positions) {
+    constexpr uint64_t V = Lanes / 8;  // vectors of eight lanes per output
+    auto finish = [&](const lanes8(&a)[V], float* out) {
+        for (uint64_t v = 0; v < V && v * 8 < count; ++v) store8(a[v], count - v * 8, out + v * 8);
+    };
     uint64_t o = 0;
     for (; o + 4 <= outputs; o += 4) {
         const float* w0 = weights + o * L;
         const float *w1 = w0 + L, *w2 = w1 + L, *w3 = w2 + L;
-        lanes8 a0 = {}, a1 = {}, a2 = {}, a3 = {};
+        lanes8 a0[V] = {}, a1[V] = {}, a2[V] = {}, a3[V] = {};
         for (uint64_t i = 0; i < L; ++i) {
-            lanes8 c;
-            load8(c, src + i * step);
-            a0 += w0[i] * c;
-            a1 += w1[i] * c;
-            a2 += w2[i] * c;
-            a3 += w3[i] * c;
+            for (uint64_t v = 0; v < V; ++v) {
+                lanes8 c;
+                load8(c, src + i * step + v * 8);
+                a0[v] += w0[i] * c;
+                a1[v] += w1[i] * c;
+                a2[v] += w2[i] * c;
+                a3[v] += w3[i] * c;
+            }
         }
-        store8(a0, count, y + o * positions);
-        store8(a1, count, y + (o + 1) * positions);
-        store8(a2, count, y + (o + 2) * positions);
-        store8(a3, count, y + (o + 3) * positions);
+        finish(a0, y + o * positions);
+        finish(a1, y + (o + 1) * positions);
+        finish(a2, y + (o + 2) * positions);
+        finish(a3, y + (o + 3) * positions);
     }
     for (; o < outputs; ++o) {
         const float* w = weights + o * L;
-        lanes8 a = {};
+        lanes8 a[V] = {};
         for (uint64_t i = 0; i < L; ++i) {
-            lanes8 c;
-            load8(c, src + i * step);
-            a += w[i] * c;
+            for (uint64_t v = 0; v < V; ++v) {
+                lanes8 c;
+                load8(c, src + i * step + v * 8);
+                a[v] += w[i] * c;
+            }
         }
-        store8(a, count, y + o * positions);
+        finish(a, y + o * positions);
     }
 }
 
-using PanelProducts = void (*)(const float*, uint64_t, uint64_t, const float*, uint64_t, uint64_t,
-                               float*, uint64_t);
+// One group's convolution, Lanes positions at a time.
+template <uint64_t Lanes>
+inline __attribute__((always_inline)) void convolve_lanes(uint64_t width, uint64_t height,
+                                                          uint64_t channels, uint64_t outputs,
+                                                          const window_geometry& g, uint64_t out0,
+                                                          uint64_t out1, const float* x,
+                                                          const float* weights, float* y) {
+    const uint64_t L = g.kernel0 * g.kernel1 * channels;
+    const uint64_t positions = out0 * out1;
+    // A 1 x 1 kernel with stride 1 and no padding reads each block straight
+    // from the input planes.
+    const bool pointwise = g.kernel0 == 1 && g.kernel1 == 1 && g.stride0 == 1 && g.stride1 == 1 &&
+                           g.pad0_low == 0 && g.pad1_low == 0 && out0 == width && out1 == height;
+    std::vector<float> panel(L * Lanes);
+    for (uint64_t p = 0; p < positions; p += Lanes) {
+        const uint64_t count = std::min(Lanes, positions - p);
+        const float* src = x + p;
+        uint64_t step = positions;
+        if (!pointwise || count < Lanes) {
+            gather_panel<Lanes>(width, height, channels, g, out0, p, count, x, panel.data());
+            src = panel.data();
+            step = Lanes;
+        }
+        panel_products<Lanes>(src, step, L, weights, outputs, count, y + p, positions);
+    }
+}
 
-void panel_products_plain(const float* src, uint64_t step, uint64_t L, const float* weights,
-                          uint64_t outputs, uint64_t count, float* y, uint64_t positions) {
-    panel_products(src, step, L, weights, outputs, count, y, positions);
+using Convolution = void (*)(uint64_t, uint64_t, uint64_t, uint64_t, const window_geometry&,
+                             uint64_t, uint64_t, const float*, const float*, float*);
+
+// Eight lanes: two vectors of four on any x86-64, eight accumulators.
+void convolve_portable(uint64_t width, uint64_t height, uint64_t channels, uint64_t outputs,
+                       const window_geometry& g, uint64_t out0, uint64_t out1, const float* x,
+                       const float* weights, float* y) {
+    convolve_lanes<8>(width, height, channels, outputs, g, out0, out1, x, weights, y);
 }
 
 #if defined(__x86_64__) && defined(__GNUC__)
-__attribute__((target("avx2"))) void panel_products_avx2(const float* src, uint64_t step,
-                                                         uint64_t L, const float* weights,
-                                                         uint64_t outputs, uint64_t count, float* y,
-                                                         uint64_t positions) {
-    panel_products(src, step, L, weights, outputs, count, y, positions);
+// Sixteen lanes in two AVX2 vectors, again eight accumulators.
+__attribute__((target("avx2"))) void convolve_avx2(uint64_t width, uint64_t height,
+                                                   uint64_t channels, uint64_t outputs,
+                                                   const window_geometry& g, uint64_t out0,
+                                                   uint64_t out1, const float* x,
+                                                   const float* weights, float* y) {
+    convolve_lanes<16>(width, height, channels, outputs, g, out0, out1, x, weights, y);
 }
 #endif
 
 std::atomic<bool> portableOnly{false};
 
-PanelProducts best_panel_products() {
+Convolution best_convolution() {
 #if defined(__x86_64__) && defined(__GNUC__)
-    if (__builtin_cpu_supports("avx2")) return panel_products_avx2;
+    if (__builtin_cpu_supports("avx2")) return convolve_avx2;
 #endif
-    return panel_products_plain;
+    return convolve_portable;
 }
 
 }  // namespace
@@ -162,27 +203,9 @@ void use_portable_convolution(bool portable) {
 void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t outputs,
                     const window_geometry& g, uint64_t out0, uint64_t out1, const float* x,
                     const float* weights, float* y) {
-    static const PanelProducts best = best_panel_products();
-    const PanelProducts products =
-        portableOnly.load(std::memory_order_relaxed) ? panel_products_plain : best;
-    const uint64_t L = g.kernel0 * g.kernel1 * channels;
-    const uint64_t positions = out0 * out1;
-    // A 1 x 1 kernel with stride 1 and no padding reads each block straight
-    // from the input planes, eight neighbouring positions at a time.
-    const bool pointwise = g.kernel0 == 1 && g.kernel1 == 1 && g.stride0 == 1 && g.stride1 == 1 &&
-                           g.pad0_low == 0 && g.pad1_low == 0 && out0 == width && out1 == height;
-    std::vector<float> panel(L * kLanes);
-    for (uint64_t p = 0; p < positions; p += kLanes) {
-        const uint64_t count = std::min(kLanes, positions - p);
-        const float* src = x + p;
-        uint64_t step = positions;
-        if (!pointwise || count < kLanes) {
-            gather_panel(width, height, channels, g, out0, p, count, x, panel.data());
-            src = panel.data();
-            step = kLanes;
-        }
-        products(src, step, L, weights, outputs, count, y + p, positions);
-    }
+    static const Convolution best = best_convolution();
+    const Convolution run = portableOnly.load(std::memory_order_relaxed) ? convolve_portable : best;
+    run(width, height, channels, outputs, g, out0, out1, x, weights, y);
 }
 
 void col2im(uint64_t in0, uint64_t in1, const window_geometry& g, uint64_t out0, uint64_t out1,

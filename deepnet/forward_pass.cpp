@@ -65,9 +65,21 @@ mp::matrix layer_output(const layer_test_base<float>& layer) {
 void NetworkRun::prepare(const cv::Mat& image) {
     fill_provider(provider, image);
     if (image.rows != rows || image.cols != cols || layers.empty()) {
-        layers.clear();
-        rows = cols = -1;  // until the new network stands
-        deepnet_construct_layer_test(layers, model.layer_models, provider, 1);
+        const bool built = !layers.empty();
+        rows = cols = -1;  // until the network stands at the new size
+        try {
+            // A network already built is sized again: the pyramid's levels
+            // shrink, so their buffers fit in the first level's memory
+            // instead of being faulted in afresh.
+            if (built) {
+                deepnet_reallocate_layer_test(layers, model.layer_models);
+            } else {
+                deepnet_construct_layer_test(layers, model.layer_models, provider, 1);
+            }
+        } catch (...) {
+            layers.clear();
+            throw;
+        }
         builtBytes = counted_buffers();
         rows = image.rows;
         cols = image.cols;

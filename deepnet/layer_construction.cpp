@@ -128,4 +128,11 @@ void deepnet_construct_layer_test(layer_test_list& layers, const layer_model_lis
     }
 }
 
+void deepnet_reallocate_layer_test(layer_test_list& layers, const layer_model_list& models) {
+    if (layers.size() != models.size())
+        throw std::runtime_error("deepnet_reallocate_layer_test(): not the records' network");
+    networkBytes = 0;
+    for (size_t i = 0; i < models.size(); ++i) layers[i]->allocate(*models[i]);
+}
+
 }  // namespace deepnet

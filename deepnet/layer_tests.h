@@ -75,6 +75,9 @@ using layer_test_list = std::vector<std::shared_ptr<layer_test_base<float>>>;
 // inputs and allocated. Throws std::runtime_error with the layer's message.
 void deepnet_construct_layer_test(layer_test_list& layers, const layer_model_list& models,
                                   const data_provider_image_label& provider, uint64_t batch);
+// The same objects allocated again for what their provider now holds, in
+// record order: buffers keep their memory when the new sizes fit it.
+void deepnet_reallocate_layer_test(layer_test_list& layers, const layer_model_list& models);
 
 }  // namespace deepnet
 

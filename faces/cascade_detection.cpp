@@ -63,9 +63,10 @@ std::vector<FaceBox> scan_pyramid(const cv::Mat& image, const deepnet::DeepnetMo
     build_pyramid(image, s, levels, scales);
     std::vector<FaceBox> boxes;
     boxes.reserve(100000);
+    deepnet::NetworkRun network(model);
     for (size_t l = 0; l < levels.size(); ++l) {
         mp::matrix map;
-        deepnet::deepnet_compute_feature(model, map, levels[l], "Y");
+        network.compute(map, levels[l], "Y");
         const int win = to_int(static_cast<float>(s.window_size) / scales[l]);
         const float xStep =
             map.cols > 1 ? static_cast<float>(image.cols - win) / static_cast<float>(map.cols - 1)
