@@ -19,30 +19,51 @@ void layer_test_element<Dtype>::allocate(const layer_model_base&) {
     }
     this->copy_shape(*x);
     this->size_output();
-    size_buffer(scratch, this->y_size_1d());
 }
 
 template <class Dtype>
 void layer_test_element<Dtype>::fprop_test(uint64_t, const layer_model_base& record) {
     const auto& r = static_cast<const layer_model_element&>(record);
     const uint64_t n = this->y_size_1d();
-    std::copy(this->x(), this->x() + n, this->y.begin());
+    const float* x = this->x();
+    float* y = this->y.data();
+    size_t j = 1;
     if (r.op == 1) {
-        for (uint64_t i = 0; i < n; ++i) this->y[i] *= r.coefficients[0];
+        // A weighted sum, one pass per input, the first two together: each
+        // product is rounded before it is added, as a scratch array of the
+        // weighted input would have it, and the sum runs in input order.
+        const float c0 = r.coefficients[0];
+        if (this->inputs.size() > 1) {
+            const float* z = this->x(1);
+            const float c1 = r.coefficients[1];
+            for (uint64_t i = 0; i < n; ++i) {
+                const float first = x[i] * c0, second = c1 * z[i];
+                y[i] = first + second;
+            }
+            j = 2;
+        } else {
+            for (uint64_t i = 0; i < n; ++i) y[i] = x[i] * c0;
+        }
+    } else {
+        std::copy(x, x + n, y);
     }
-    for (size_t j = 1; j < this->inputs.size(); ++j) {
+    for (; j < this->inputs.size(); ++j) {
         const float* z = this->x(j);
         switch (r.op) {
             case 0:
-                for (uint64_t i = 0; i < n; ++i) this->y[i] = this->y[i] * z[i];
+                for (uint64_t i = 0; i < n; ++i) y[i] = y[i] * z[i];
                 break;
-            case 1:
-                for (uint64_t i = 0; i < n; ++i) scratch[i] = r.coefficients[j] * z[i];
-                for (uint64_t i = 0; i < n; ++i) this->y[i] = this->y[i] + scratch[i];
+            case 1: {
+                const float c = r.coefficients[j];
+                for (uint64_t i = 0; i < n; ++i) {
+                    const float weighted = c * z[i];
+                    y[i] = y[i] + weighted;
+                }
                 break;
+            }
             case 2:
                 for (uint64_t i = 0; i < n; ++i) {
-                    if (z[i] > this->y[i]) this->y[i] = z[i];
+                    if (z[i] > y[i]) y[i] = z[i];
                 }
                 break;
             default:

@@ -12,7 +12,6 @@ class layer_test_element : public layer_test_base<Dtype> {
 public:
     void fprop_test(uint64_t batch, const layer_model_base& record) override;
     void allocate(const layer_model_base& record) override;
-    std::vector<Dtype> scratch;
 };
 
 }  // namespace deepnet

@@ -255,6 +255,13 @@ TEST(ElementAndConcat, Operations) {
         const std::vector<float> expected[] = {{2, 10, 12}, {0, 8, 2}, {2, 5, 4}};
         EXPECT_EQ(y, expected[op]) << op;
     }
+    // A weighted sum of three inputs, and of one: 2a - b + c / 2, and 3a.
+    Given c({3}, {4, 0, -2});
+    r.op = 1;
+    r.coefficients = {2, -1, 0.5f};
+    EXPECT_EQ(run<layer_test_element<float>>(r, {&a, &b, &c}), (std::vector<float>{2, 8, 1}));
+    r.coefficients = {3};
+    EXPECT_EQ(run<layer_test_element<float>>(r, {&a}), (std::vector<float>{3, 15, 9}));
     r.op = 7;
     r.coefficients = {1};
     EXPECT_EQ(run<layer_test_element<float>>(r, {&a}), (std::vector<float>{1, 5, 3}));
