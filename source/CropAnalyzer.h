@@ -65,6 +65,11 @@ private:
     struct RankMemo {
         std::vector<float> values, ranks;
     };
+    // The blended scores of the last candidates ranked, before and after
+    // sorting: the same scores sort to the same order.
+    struct OrderMemo {
+        std::vector<std::pair<double, uint32_t>> scores, sorted;
+    };
 
     ImageAnalysis maps;
     SmartCropParams analysisParams;
@@ -73,6 +78,7 @@ private:
     std::unique_ptr<float[]> scoringScratch;
     bool facesDone = false;
     std::array<RankMemo, 5> rankMemos;
+    OrderMemo orderMemo;
 };
 
 // The rectangle of interest a face box of the high-resolution copy stands

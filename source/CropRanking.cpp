@@ -144,9 +144,21 @@ std::vector<CropRect>& CropAnalyzer::rank_candidates(uint32_t count,
         s = (roi * weights[5] + s) / (weights[5] + 1.0);
         order[i] = {s, static_cast<uint32_t>(i)};
     }
-    std::sort(order.begin(), order.end(),
-              [](const auto& a, const auto& b) { return higher(a.first, b.first); });
-    return pick_diverse(F, order, count, 0.83f, 0.2f, 1.0f, 0);
+    // A repeated query over the same candidates blends the same scores: the
+    // sort is skipped when they are equal bit for bit, and its order reused.
+    const bool same =
+        order.size() == orderMemo.scores.size() &&
+        std::equal(
+            order.begin(), order.end(), orderMemo.scores.begin(), [](const auto& a, const auto& b) {
+                return a.second == b.second && std::memcmp(&a.first, &b.first, sizeof(double)) == 0;
+            });
+    if (!same) {
+        orderMemo.scores = order;
+        std::sort(order.begin(), order.end(),
+                  [](const auto& a, const auto& b) { return higher(a.first, b.first); });
+        orderMemo.sorted = std::move(order);
+    }
+    return pick_diverse(F, orderMemo.sorted, count, 0.83f, 0.2f, 1.0f, 0);
 }
 
 std::vector<CropRect>& CropAnalyzer::pick_diverse(
