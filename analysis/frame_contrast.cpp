@@ -118,59 +118,55 @@ void regularised_inverse(const float* matrix, float* out, int n, float ridge) {
     for (int i = 0; i < n; ++i) out[i * n + i] = 1.0f / (d + ridge);
 }
 
-void quadratic_form_3(const float* y, const float* x, int count, float* out) {
-    const float* y0 = y;
-    const float* y1 = y + count;
-    const float* y2 = y + 2 * static_cast<size_t>(count);
-    const float* x0 = x;
-    const float* x1 = x + count;
-    const float* x2 = x + 2 * static_cast<size_t>(count);
-    for (int i = 0; i < count; ++i) out[i] = y0[i] * x0[i] + y1[i] * x1[i] + y2[i] * x2[i];
-}
-
-void quadratic_form_n(const float* y, const float* x, int channels, int count, float* out) {
-    for (int i = 0; i < count; ++i) out[i] = y[i] * x[i];
-    for (int c = 1; c < channels; ++c) {
-        const float* yc = y + static_cast<size_t>(c) * count;
-        const float* xc = x + static_cast<size_t>(c) * count;
-        for (int i = 0; i < count; ++i) out[i] += yc[i] * xc[i];
-    }
-}
-
 void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
                      const PlaneImage& covariance, bool normalise) {
     const int K = image.channels;
     const int N = image.planeSize;
     ScopedPlaneImage inverse(K, K, 1);
     regularised_inverse(covariance.planes[0], inverse->planes[0], K, 10.0f);
-    // X (pixels by channels, column-major) and Y = X * inverse, a block of
-    // rows at a time: every row's product is the same as over the whole
-    // image, and the block stays in cache instead of touching two fresh
-    // image-sized matrices per map.
-    constexpr int kBlock = 4096;
-    ScopedPlaneImage X(kBlock, K, 1);
-    ScopedPlaneImage Y(kBlock, K, 1);
+    // The symmetric inverse from its lower triangle (column-major), whole.
+    const float* a = inverse->planes[0];
+    std::vector<float> S(static_cast<size_t>(K) * K);
+    for (int k = 0; k < K; ++k)
+        for (int c = 0; c < K; ++c) S[k * K + c] = a[std::max(k, c) + std::min(k, c) * K];
     const float* m = mean.planes[0];
     float* o = out.planes[0];
-    for (int first = 0; first < N; first += kBlock) {
-        const int rows = std::min(kBlock, N - first);
-        for (int c = 0; c < K; ++c) {
-            const float* plane = image.planes[c] + first;
-            float* column = X->planes[0] + static_cast<size_t>(c) * rows;
-            for (int i = 0; i < rows; ++i) column[i] = plane[i] - m[c];
+    // Per pixel: x = pixel - mean, y = x S with each sum over k in ascending
+    // order from zero, then q = y . x; the same roundings as a matrix product
+    // into a zeroed result followed by the quadratic form, one pass instead
+    // of four over the image.
+    if (K == 3) {
+        const float* p0 = image.planes[0];
+        const float* p1 = image.planes[1];
+        const float* p2 = image.planes[2];
+        for (int i = 0; i < N; ++i) {
+            const float x0 = p0[i] - m[0], x1 = p1[i] - m[1], x2 = p2[i] - m[2];
+            float y[3];
+            for (int c = 0; c < 3; ++c) {
+                float sum = 0.0f + x0 * S[c];
+                sum = sum + x1 * S[3 + c];
+                sum = sum + x2 * S[6 + c];
+                y[c] = 0.0f + sum;
+            }
+            o[i] = y[0] * x0 + y[1] * x1 + y[2] * x2;
         }
-        cblas_ssymm(CblasColMajor, CblasRight, CblasLower, rows, K, 1.0f, inverse->planes[0], K,
-                    X->planes[0], rows, 0.0f, Y->planes[0], rows);
-        if (K == 3) {
-            quadratic_form_3(Y->planes[0], X->planes[0], rows, o + first);
-        } else {
-            quadratic_form_n(Y->planes[0], X->planes[0], K, rows, o + first);
+    } else {
+        std::vector<float> x(static_cast<size_t>(K));
+        for (int i = 0; i < N; ++i) {
+            for (int c = 0; c < K; ++c) x[c] = image.planes[c][i] - m[c];
+            float q = 0.0f;
+            for (int c = 0; c < K; ++c) {
+                float sum = 0.0f + x[0] * S[c];
+                for (int k = 1; k < K; ++k) sum = sum + x[k] * S[k * K + c];
+                const float yc = 0.0f + sum;
+                q = c == 0 ? yc * x[0] : q + yc * x[c];
+            }
+            o[i] = q;
         }
     }
     // Rounding can leave a vanishing distance a hair below zero; its square
     // root would be a NaN that every later normalisation spreads.
-    for (int i = 0; i < N; ++i) o[i] = std::max(o[i], 0.0f);
-    vs_sqrt(N, o, o);
+    for (int i = 0; i < N; ++i) o[i] = std::sqrt(std::max(o[i], 0.0f));
     if (normalise) normalize_min_max(o, N);
 }
 
@@ -180,9 +176,8 @@ void scalar_distance_map(const PlaneImage& image, PlaneImage& out, const PlaneIm
     const float* plane = image.planes[0];
     float* o = out.planes[0];
     const float negMean = -mean.planes[0][0];
-    for (int i = 0; i < N; ++i) o[i] = plane[i] + negMean;
-    vs_abs(N, o, o);
-    cblas_sscal(N, 1.0f / sqrtf(variance.planes[0][0] + 10.0f), o, 1);
+    const float scale = 1.0f / sqrtf(variance.planes[0][0] + 10.0f);
+    for (int i = 0; i < N; ++i) o[i] = std::fabs(plane[i] + negMean) * scale;
     if (normalise) normalize_min_max(o, N);
 }
 

@@ -39,8 +39,6 @@ void scalar_distance_map(const PlaneImage& image, PlaneImage& out, const PlaneIm
 // Inverse of matrix + ridge * I by Cholesky; a diagonal fallback when even the
 // ridge does not make it positive definite.
 void regularised_inverse(const float* matrix, float* out, int n, float ridge);
-void quadratic_form_3(const float* y, const float* x, int count, float* out);
-void quadratic_form_n(const float* y, const float* x, int channels, int count, float* out);
 
 }  // namespace smartCrop
 
