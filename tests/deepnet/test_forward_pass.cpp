@@ -70,7 +70,7 @@ TEST(ForwardPass, NamesAndOrder) {
 }
 
 // A network kept between runs gives each run's bits of a fresh network,
-// builds itself again for a new size, and counts each run's outputs from
+// sizes itself again for a new size, and counts each run's outputs from
 // its own buffers, not on top of the runs before.
 TEST(ForwardPass, AKeptNetworkRunsAsAFreshOne) {
     const DeepnetModel model =
@@ -102,9 +102,18 @@ TEST(ForwardPass, AKeptNetworkRunsAsAFreshOne) {
         ASSERT_EQ(0, std::memcmp(ours[k].data, fresh.data, sizeof(float) * 6)) << k;
     }
     set_network_buffer_limit(restore.limit);
-    const cv::Mat wider(4, 9, CV_8UC3, cv::Scalar::all(9));
-    mp::matrix m;
-    EXPECT_EQ(kept.compute(m, wider, "Y").cols, 7);
+    // Sized again, larger and smaller (as over a pyramid), still a fresh
+    // network's bits.
+    for (const cv::Size size : {cv::Size(9, 4), cv::Size(4, 3), cv::Size(7, 6)}) {
+        cv::Mat image(size, CV_8UC3);
+        cv::randu(image, cv::Scalar::all(0), cv::Scalar::all(256));
+        mp::matrix m, fresh;
+        kept.compute(m, image, "Y2");
+        deepnet_compute_feature(model, fresh, image, "Y2");
+        ASSERT_EQ(m.cols, size.width - 2);
+        ASSERT_EQ(m.rows, fresh.rows);
+        EXPECT_EQ(0, std::memcmp(m.data, fresh.data, sizeof(float) * m.rows * m.cols)) << size;
+    }
 }
 
 TEST(ForwardPass, BuffersBeyondTheLimitAreRefused) {
