@@ -56,18 +56,18 @@ void release_image(PlaneImage& image) {
 
 namespace {
 
-// Three tables of one kind of value side by side: each row's prefix sums are
-// a chain of dependent additions per table, and interleaved chains keep the
-// adder busy. Row prefix sums of each table's values,
-// accumulated down the columns; only the kept rows are stored (one running
-// row is enough to make the others), with the same additions in the same
-// order as a whole table.
+// What one table sums, and where its kept rows go.
 struct TableSource {
     const float* a;
     const float* b;  // null: the plane a itself; else the products a * b
     float* table;
 };
 
+// T tables side by side: row prefix sums of each table's values, accumulated
+// down the columns. Only the kept rows are stored (one running row is enough
+// to make the others), with the same additions in the same order as a whole
+// table. Each row's prefix sums are a chain of dependent additions, and T
+// chains interleaved keep the adder busy.
 template <int T, bool kProducts>
 void fill_tables(const TableSource* sources, const std::vector<int32_t>& rows, int width,
                  int height) {
@@ -105,7 +105,7 @@ void fill_tables(const TableSource* sources, const std::vector<int32_t>& rows, i
     }
 }
 
-// All tables of one kind, a few at a time.
+// All tables of one kind, three at a time.
 template <bool kProducts>
 void fill_tables(const std::vector<TableSource>& sources, const std::vector<int32_t>& rows,
                  int width, int height) {

@@ -21,7 +21,8 @@ void cell_bounds(int first, int last, int L, int* bounds) {
 // The divisions are most of a candidate's time and independent of each
 // other: with wider vectors where the processor has them. IEEE division is
 // correctly rounded at every width, so each build gives the same bits.
-inline void divide_into(const double* sums, const float* counts, int n, float* out) {
+inline __attribute__((always_inline)) void divide_into(const double* sums, const float* counts,
+                                                       int n, float* out) {
     for (int k = 0; k < n; ++k) out[k] = static_cast<float>(sums[k] / counts[k]);
 }
 
