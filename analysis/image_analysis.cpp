@@ -51,19 +51,20 @@ void analyze_image(const IImage& source, const SmartCropParams& params,
         std::cerr << "Image aspect ratio is larger than 1:640! " << std::endl;
         return;
     }
-    resize_sources(source.GetConstPixels(), a);
+    resize_sources(source.GetConstPixels(), a, params.detectFaces ? HighCopy::Yes : HighCopy::No);
     extract_maps(params, rects, a);
     gradient_map(a.workImage, a.gradientMap);
     build_tables(a, keep);
 }
 
-void resize_sources(const uint8_t* pixels, ImageAnalysis& a) {
+void resize_sources(const uint8_t* pixels, ImageAnalysis& a, HighCopy high) {
     const int W = a.workWidth, H = a.workHeight;
     a.workImage.resize(W, H, 4);
     resize_pixels(pixels, a.sourceWidth, a.sourceHeight, a.workImage.data.data(), W, H);
 
     const AnalysisSizes s = analysis_sizes(a.sourceWidth, a.sourceHeight);
     a.highScale = s.highScale;
+    if (high == HighCopy::No) return;
     const int W2 = s.highWidth, H2 = s.highHeight;
     ByteImage high4;
     high4.resize(W2, H2, 4);

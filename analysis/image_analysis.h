@@ -35,7 +35,7 @@ struct ImageAnalysis {
     float contrastPeakTotal = 0.0f;
     float borderInverseMeans[4] = {0, 0, 0, 0};  // top, bottom, left, right
     ByteImage workImage;                         // 4 bytes a pixel
-    ByteImage highImage;                         // red, green, blue
+    ByteImage highImage;  // red, green, blue; empty unless faces may be detected
     FloatMap saliencyMap, edgeMap, saliencyMask, contrastMap, contrastPeakMap, gradientMap;
     DoubleMap saliencyIntegral, edgeIntegral, saliencyMaskIntegral, contrastIntegral,
         contrastPeakIntegral, gradientIntegral;
@@ -60,8 +60,13 @@ void analyze_image(const IImage& source, const SmartCropParams& params,
                    const std::vector<RectOfInterest>& rects, ImageAnalysis& out,
                    KeepMaps keep = KeepMaps::No);
 
+// Only face detection reads the high-resolution copy, and it runs only for
+// parameters that allow it, which are fixed for the object's life: without
+// them the copy would be 2 to 3 MB held for nothing.
+enum class HighCopy { No, Yes };
+
 // The stages, in order.
-void resize_sources(const uint8_t* pixels, ImageAnalysis& a);
+void resize_sources(const uint8_t* pixels, ImageAnalysis& a, HighCopy high);
 void extract_maps(const SmartCropParams& params, const std::vector<RectOfInterest>& rects,
                   ImageAnalysis& a);
 void gradient_map(const ByteImage& workImage, FloatMap& gradientMap);

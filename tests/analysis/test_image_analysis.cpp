@@ -85,6 +85,10 @@ TEST(ImageAnalysis, ConstantImageHasFlooredTotalsAndNoNaN) {
         for (float v : m->data) ASSERT_FALSE(std::isnan(v));
     }
     for (float inv : a->borderInverseMeans) EXPECT_FLOAT_EQ(inv, 100.0f);  // empty strips
+    EXPECT_TRUE(a->highImage.data.empty());  // no face detection allowed, no copy for it
+    SmartCropParams faces;
+    faces.detectFaces = true;
+    a = analyse(flat, faces);
     EXPECT_EQ(a->highImage.width, 1024);
     EXPECT_EQ(a->highImage.data[0], 90);  // red first
     EXPECT_EQ(a->highImage.data[2], 150);
