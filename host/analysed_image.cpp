@@ -4,8 +4,6 @@
 #include <cmath>
 #include <string>
 
-#include "host/sharpness_map.h"
-
 namespace smartCrop::host {
 
 namespace {
@@ -42,6 +40,7 @@ AnalysedImage::AnalysedImage(DecodedImage decoded, CropRequest req)
     }
     image = decoded.pixels.release();
     if (!image) throw HostError("the image has no pixels");
+    if (!uses_plain_ranking(request)) sharpness();
     analyse();
 }
 
@@ -233,13 +232,11 @@ CropAnswer AnalysedImage::suggest() const {
             request.width > 0
                 ? std::vector<double>{static_cast<double>(request.width) / request.height}
                 : request.aspects;
-        const SharpnessMap sharp(pixels(), width(), height(), stride());
-        std::vector<double> sharpness;
+        const SharpnessMap& detail = sharpness();
+        std::vector<double> shares;
         for (const CropRect& c : found)
-            sharpness.push_back(
-                sharp.share(c.left, c.top, c.right, c.bottom, fullWidth, fullHeight));
-        answer.crops =
-            select_crops(found, sharpness, ratios, tight, fullWidth, fullHeight, options);
+            shares.push_back(detail.share(c.left, c.top, c.right, c.bottom, fullWidth, fullHeight));
+        answer.crops = select_crops(found, shares, ratios, tight, fullWidth, fullHeight, options);
     }
     answer.focus = focal_point(answer.crops, tight, fullWidth, fullHeight);
     return answer;
@@ -258,6 +255,11 @@ std::vector<CropRect> AnalysedImage::ask(bool all, const SuggestionParams& query
     }
     Counted<ICropRects> list(out);
     return std::vector<CropRect>(list->GetRects(), list->GetRects() + list->GetCount());
+}
+
+const SharpnessMap& AnalysedImage::sharpness() const {
+    if (!sharp) sharp.emplace(pixels(), width(), height(), stride());
+    return *sharp;
 }
 
 std::vector<FaceBox> AnalysedImage::library_faces() const {

@@ -5,12 +5,14 @@
 #define SMARTCROP_HOST_ANALYSED_IMAGE_H
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "SmartCrop.h"
 #include "host/crop_request.h"
 #include "host/crop_selection.h"
 #include "host/image_decoding.h"
+#include "host/sharpness_map.h"
 
 namespace smartCrop::host {
 
@@ -54,6 +56,7 @@ private:
     std::vector<CropRect> ask(bool all, const SuggestionParams& query,
                               const SelectionParams& selection) const;
     std::vector<FaceBox> library_faces() const;
+    const SharpnessMap& sharpness() const;
 
     CropRequest request;
     std::vector<RectOfInterest> decodedRects;   // the request's, in the decoded pixels
@@ -63,6 +66,10 @@ private:
     uint32_t fullWidth, fullHeight;
     Counted<IImage> image;
     Counted<ISmartCrop> crop;
+    // Made once from the pixels, which do not change; made before the
+    // analysis when the first request ranks with it, so that its scratch
+    // is freed before the analysis's tables take their memory.
+    mutable std::optional<SharpnessMap> sharp;
 };
 
 }  // namespace smartCrop::host
