@@ -4,6 +4,7 @@
 // output) failed, 2 usage.
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
@@ -15,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "heap_policy.h"
 #include "host/analysed_image.h"
 #include "host/face_detector_setup.h"
 #include "host/image_encoding.h"
@@ -209,6 +211,8 @@ int main(int argc, char** argv) {
         std::fputs(cli::kUsage, stderr);
         return 2;
     }
+    // Room for one analysis per thread at any image size the decoder reduces.
+    cli::use_huge_page_heap((size_t{64} << 20) * static_cast<size_t>(std::max(1, o.jobs)));
     if (!o.formatGiven) o.format = isatty(STDOUT_FILENO) ? cli::Format::Table : cli::Format::Json;
     if (o.request.faces) {
         const std::string config = o.models.empty() ? installed_detector() : o.models;
