@@ -1,39 +1,105 @@
 #include "host/sharpness_map.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <opencv2/imgproc.hpp>
 
 namespace smartCrop::host {
+
+namespace {
+
+// OpenCV's default border for filters: the edge pixel is not repeated.
+int reflect_101(int i, int n) {
+    if (n == 1) return 0;
+    while (i < 0 || i >= n) i = i < 0 ? -i : 2 * n - 2 - i;
+    return i;
+}
+
+// The k-th smallest (from 0) of non-negative floats, whose bit patterns sort
+// as the values do: two counting passes over 16-bit halves. The same value
+// std::nth_element finds, without copying or reordering.
+float kth_smallest(const std::vector<float>& values, size_t k) {
+    const auto bits = [](float v) {
+        uint32_t b;
+        std::memcpy(&b, &v, sizeof b);
+        return b;
+    };
+    std::vector<uint32_t> counts(1 << 16);
+    for (float v : values) ++counts[bits(v) >> 16];
+    uint32_t high = 0;
+    while (k >= counts[high]) k -= counts[high++];
+    std::fill(counts.begin(), counts.end(), 0u);
+    for (float v : values)
+        if ((bits(v) >> 16) == high) ++counts[bits(v) & 0xffffu];
+    uint32_t low = 0;
+    while (k >= counts[low]) k -= counts[low++];
+    const uint32_t found = (high << 16) | low;
+    float v;
+    std::memcpy(&v, &found, sizeof v);
+    return v;
+}
+
+}  // namespace
 
 SharpnessMap::SharpnessMap(const uint8_t* pixels, uint32_t width, uint32_t height, size_t stride) {
     const cv::Mat xrgb(static_cast<int>(height), static_cast<int>(width), CV_8UC4,
                        const_cast<uint8_t*>(pixels), stride);
     const double shrink = std::min(1.0, 512.0 / std::max(width, height));
-    cv::Mat small, grey, laplacian;
+    cv::Mat small;
     cv::resize(xrgb, small, cv::Size(), shrink, shrink, cv::INTER_AREA);
     cols = std::max(small.cols, 1);
     rows = std::max(small.rows, 1);
-    // Channels 1 to 3 are red, green and blue.
-    std::vector<cv::Mat> planes;
-    cv::split(small, planes);
-    cv::Mat red, green, blue;
-    planes[1].convertTo(red, CV_32F, 0.299);
-    planes[2].convertTo(green, CV_32F, 0.587);
-    planes[3].convertTo(blue, CV_32F, 0.114);
-    grey = red + green + blue;
-    cv::Laplacian(grey, laplacian, CV_32F, 3);
-    laplacian = cv::abs(laplacian);
+    const size_t n = static_cast<size_t>(small.cols) * small.rows;
+
+    // Grey as OpenCV's per-channel scaling and sums give it: each product
+    // rounded to float, then (red + green) + blue. Channels 1 to 3 are red,
+    // green and blue.
+    std::array<std::array<float, 256>, 3> weighted;
+    const float weights[3] = {static_cast<float>(0.299), static_cast<float>(0.587),
+                              static_cast<float>(0.114)};
+    for (int c = 0; c < 3; ++c)
+        for (int v = 0; v < 256; ++v) weighted[c][v] = static_cast<float>(v) * weights[c];
+    std::vector<float> grey(n);
+    for (int y = 0; y < small.rows; ++y) {
+        const uint8_t* p = small.ptr<uint8_t>(y);
+        float* g = grey.data() + static_cast<size_t>(y) * small.cols;
+        for (int x = 0; x < small.cols; ++x, p += 4)
+            g[x] = (weighted[0][p[1]] + weighted[1][p[2]]) + weighted[2][p[3]];
+    }
+
+    // |Laplacian| with OpenCV's 3 x 3 aperture: the four diagonal neighbours
+    // twice, the centre eight times negative, summed in the kernel's order
+    // (top left, top right, centre, bottom left, bottom right).
+    std::vector<float> detail(n);
+    const int W = small.cols, H = small.rows;
+    for (int y = 0; y < H; ++y) {
+        const float* up = grey.data() + static_cast<size_t>(reflect_101(y - 1, H)) * W;
+        const float* mid = grey.data() + static_cast<size_t>(y) * W;
+        const float* down = grey.data() + static_cast<size_t>(reflect_101(y + 1, H)) * W;
+        float* out = detail.data() + static_cast<size_t>(y) * W;
+        for (int x = 0; x < W; ++x) {
+            const int l = x > 0 && x < W - 1 ? x - 1 : reflect_101(x - 1, W);
+            const int r = x > 0 && x < W - 1 ? x + 1 : reflect_101(x + 1, W);
+            float s = 2.0f * up[l];
+            s += 2.0f * up[r];
+            s += -8.0f * mid[x];
+            s += 2.0f * down[l];
+            s += 2.0f * down[r];
+            out[x] = std::fabs(s);
+        }
+    }
+
     // Detail above the picture's typical level: noise and grain spread over
     // everything and say nothing about where the subject is.
-    std::vector<float> values(laplacian.begin<float>(), laplacian.end<float>());
-    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
-    const float floor = values.empty() ? 0.0f : values[values.size() / 2];
+    const float floor = n == 0 ? 0.0f : kth_smallest(detail, n / 2);
     table.assign(static_cast<size_t>(rows + 1) * (cols + 1), 0.0);
-    for (int y = 0; y < rows; ++y) {
+    for (int y = 0; y < H; ++y) {
         double run = 0;
-        for (int x = 0; x < cols; ++x) {
-            run += std::max(0.0f, laplacian.at<float>(y, x) - floor);
+        const float* d = detail.data() + static_cast<size_t>(y) * W;
+        for (int x = 0; x < W; ++x) {
+            run += std::max(0.0f, d[x] - floor);
             table[(y + 1) * static_cast<size_t>(cols + 1) + x + 1] =
                 table[y * static_cast<size_t>(cols + 1) + x + 1] + run;
         }
