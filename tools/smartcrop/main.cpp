@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <mutex>
+#include <opencv2/core.hpp>
 #include <string>
 #include <thread>
 #include <vector>
@@ -212,6 +213,9 @@ int main(int argc, char** argv) {
         return 2;
     }
     // Room for one analysis per thread at any image size the decoder reduces.
+    // Parallelism is -j's alone: OpenCV's pool would otherwise put the host
+    // layer's resizes on threads nobody asked for.
+    cv::setNumThreads(1);
     cli::use_huge_page_heap((size_t{64} << 20) * static_cast<size_t>(std::max(1, o.jobs)));
     if (!o.formatGiven) o.format = isatty(STDOUT_FILENO) ? cli::Format::Table : cli::Format::Json;
     if (o.request.faces) {
