@@ -118,6 +118,51 @@ void regularised_inverse(const float* matrix, float* out, int n, float ridge) {
     for (int i = 0; i < n; ++i) out[i * n + i] = 1.0f / (d + ridge);
 }
 
+namespace {
+
+// Per pixel of three channels: x = pixel - mean, y = x S with each sum over k
+// in ascending order from zero, q = y . x, then the square root of q raised
+// to 0 (rounding can leave a vanishing distance a hair below zero, whose
+// root would be a NaN that every later normalisation spreads). The same
+// roundings as a matrix product into a zeroed result followed by the
+// quadratic form. The matrix and mean are copied into locals so that the
+// loop vectorises; IEEE arithmetic gives the same bits at every width.
+inline __attribute__((always_inline)) void colour_distances_into(const float* p0, const float* p1,
+                                                                 const float* p2, const float* mean,
+                                                                 const float* S, int n,
+                                                                 float* out) {
+    const float m0 = mean[0], m1 = mean[1], m2 = mean[2];
+    const float s00 = S[0], s01 = S[1], s02 = S[2], s10 = S[3], s11 = S[4], s12 = S[5], s20 = S[6],
+                s21 = S[7], s22 = S[8];
+    for (int i = 0; i < n; ++i) {
+        const float x0 = p0[i] - m0, x1 = p1[i] - m1, x2 = p2[i] - m2;
+        const float y0 = 0.0f + ((0.0f + x0 * s00) + x1 * s10 + x2 * s20);
+        const float y1 = 0.0f + ((0.0f + x0 * s01) + x1 * s11 + x2 * s21);
+        const float y2 = 0.0f + ((0.0f + x0 * s02) + x1 * s12 + x2 * s22);
+        const float q = y0 * x0 + y1 * x1 + y2 * x2;
+        out[i] = std::sqrt(std::max(q, 0.0f));
+    }
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+__attribute__((target("avx2"))) void colour_distances_avx2(const float* p0, const float* p1,
+                                                           const float* p2, const float* mean,
+                                                           const float* S, int n, float* out) {
+    colour_distances_into(p0, p1, p2, mean, S, n, out);
+}
+#endif
+
+void colour_distances(const float* p0, const float* p1, const float* p2, const float* mean,
+                      const float* S, int n, float* out) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2) return colour_distances_avx2(p0, p1, p2, mean, S, n, out);
+#endif
+    colour_distances_into(p0, p1, p2, mean, S, n, out);
+}
+
+}  // namespace
+
 void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
                      const PlaneImage& covariance, bool normalise) {
     const int K = image.channels;
@@ -131,25 +176,10 @@ void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage&
         for (int c = 0; c < K; ++c) S[k * K + c] = a[std::max(k, c) + std::min(k, c) * K];
     const float* m = mean.planes[0];
     float* o = out.planes[0];
-    // Per pixel: x = pixel - mean, y = x S with each sum over k in ascending
-    // order from zero, then q = y . x; the same roundings as a matrix product
-    // into a zeroed result followed by the quadratic form, one pass instead
-    // of four over the image.
+    // One pass over the image instead of a matrix product and three more;
+    // other channel counts in the same order of sums (see colour_distances).
     if (K == 3) {
-        const float* p0 = image.planes[0];
-        const float* p1 = image.planes[1];
-        const float* p2 = image.planes[2];
-        for (int i = 0; i < N; ++i) {
-            const float x0 = p0[i] - m[0], x1 = p1[i] - m[1], x2 = p2[i] - m[2];
-            float y[3];
-            for (int c = 0; c < 3; ++c) {
-                float sum = 0.0f + x0 * S[c];
-                sum = sum + x1 * S[3 + c];
-                sum = sum + x2 * S[6 + c];
-                y[c] = 0.0f + sum;
-            }
-            o[i] = y[0] * x0 + y[1] * x1 + y[2] * x2;
-        }
+        colour_distances(image.planes[0], image.planes[1], image.planes[2], m, S.data(), N, o);
     } else {
         std::vector<float> x(static_cast<size_t>(K));
         for (int i = 0; i < N; ++i) {
@@ -163,10 +193,10 @@ void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage&
             }
             o[i] = q;
         }
+        // Rounding can leave a vanishing distance a hair below zero; its
+        // square root would be a NaN that every later normalisation spreads.
+        for (int i = 0; i < N; ++i) o[i] = std::sqrt(std::max(o[i], 0.0f));
     }
-    // Rounding can leave a vanishing distance a hair below zero; its square
-    // root would be a NaN that every later normalisation spreads.
-    for (int i = 0; i < N; ++i) o[i] = std::sqrt(std::max(o[i], 0.0f));
     if (normalise) normalize_min_max(o, N);
 }
 

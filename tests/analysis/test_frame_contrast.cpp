@@ -90,6 +90,19 @@ TEST(FrameContrast, MahalanobisAcrossBlocks) {
             const double expected = std::sqrt(std::max(q, 0.0));
             EXPECT_NEAR(out->planes[0][i], expected, 1e-5 * expected + 1e-6) << i;
         }
+        // And bit for bit the order of a matrix product into zeros followed by
+        // the quadratic form, whatever vector width the build picked.
+        for (int i = 0; i < N; ++i) {
+            float x[3], q = 0.0f;
+            for (int c = 0; c < K; ++c) x[c] = image->planes[c][i] - mean->planes[0][c];
+            for (int c = 0; c < K; ++c) {
+                float y = 0.0f;
+                for (int k = 0; k < K; ++k)
+                    y = y + x[k] * inverse[std::min(k, c) * K + std::max(k, c)];
+                q = c == 0 ? y * x[0] : q + y * x[c];
+            }
+            ASSERT_EQ(out->planes[0][i], std::sqrt(std::max(q, 0.0f))) << i;
+        }
     }
 }
 
