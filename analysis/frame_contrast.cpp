@@ -1,6 +1,5 @@
 #include "analysis/frame_contrast.h"
 
-#include <cblas.h>
 #include <lapacke.h>
 
 #include <algorithm>
@@ -66,7 +65,7 @@ void seeded_contrast(const PlaneImage& image, PlaneImage& out, const RegionRect&
     region_statistics(image, *b.mean, *b.covariance, others);
     distance_map(image, out, a, innerNormalise);
     distance_map(image, *d, b, innerNormalise);
-    cblas_saxpy(out.planeSize, 1.0f, d->planes[0], 1, out.planes[0], 1);
+    vs_add(out.planeSize, out.planes[0], d->planes[0], out.planes[0]);
     normalize_image(out);
 }
 

@@ -216,9 +216,16 @@ void normalize_min_max(float* data, int count) {
     const size_t imax = cblas_isamax(count, data, 1);
     const size_t imin = cblas_isamin(count, data, 1);
     const float low = data[imin];
-    for (int i = 0; i < count; ++i) data[i] -= low;
-    const float range = data[imax] - data[imin];
-    cblas_sscal(count, 1.0f / std::max(range, 1e-5f), data, 1);
+    // The range between the two values as they are after the shift.
+    const float range = (data[imax] - low) - (data[imin] - low);
+    const float scale = 1.0f / std::max(range, 1e-5f);
+    // Shift and scale in one pass, each rounded as in two. A zero scale
+    // (an infinite range) clears, as BLAS's scaling by zero does.
+    if (scale == 0.0f) {
+        std::fill(data, data + count, 0.0f);
+        return;
+    }
+    for (int i = 0; i < count; ++i) data[i] = (data[i] - low) * scale;
 }
 
 void normalize_image(PlaneImage& image) {
@@ -274,7 +281,11 @@ void multiply_images(const PlaneImage& a, const PlaneImage& b, PlaneImage& out) 
 }
 
 void scale_accumulate_image(const PlaneImage& source, PlaneImage& target, float alpha) {
-    cblas_saxpy(source.planeSize, alpha, source.planes[0], 1, target.planes[0], 1);
+    // y + (alpha x), each rounded: no fused multiply-add, so that the sums do
+    // not depend on which kernel a BLAS picks for the processor.
+    const float* x = source.planes[0];
+    float* y = target.planes[0];
+    for (int i = 0; i < source.planeSize; ++i) y[i] = y[i] + alpha * x[i];
 }
 
 }  // namespace smartCrop
