@@ -33,15 +33,16 @@ struct AlignedDeleter {
 };
 using AlignedBuffer = std::unique_ptr<float, AlignedDeleter>;
 
-// |dx| + |dy| of one plane of w x h into `out`.
-void gradient_l1(const float* plane, float* out, int w, int h) {
-    const int n = w * h;
-    AlignedBuffer dy(aligned_floats(static_cast<size_t>(n)));
-    sobel_x(plane, out, w, h);
-    sobel_y(plane, dy.get(), w, h);
-    vs_abs(n, out, out);
-    vs_abs(n, dy.get(), dy.get());
-    vs_add(n, out, dy.get(), out);
+// |dx| + |dy| of one plane of w x h into `out`, or added to it.
+void gradient_l1(const float* plane, float* out, float* dx, float* dy, int w, int h,
+                 bool accumulate) {
+    sobel_x(plane, dx, w, h);
+    sobel_y(plane, dy, w, h);
+    if (accumulate) {
+        vs_add_l1(w * h, dx, dy, out);
+    } else {
+        vs_l1(w * h, dx, dy, out);
+    }
 }
 
 }  // namespace
@@ -61,13 +62,11 @@ void multi_scale_edge_map(const PlaneImage& image, PlaneImage& out,
         resize_planes(image, **levels.back());  // always from the full image
     }
 
+    AlignedBuffer dy(aligned_floats(static_cast<size_t>(W) * H));
     for (const auto& level : levels) {
         const int w = (*level)->width, h = (*level)->height, n = w * h;
-        gradient_l1((*level)->planes[0], energy.get(), w, h);
-        for (int c = 1; c < K; ++c) {
-            gradient_l1((*level)->planes[c], scratch.get(), w, h);
-            vs_add(n, scratch.get(), energy.get(), energy.get());
-        }
+        for (int c = 0; c < K; ++c)
+            gradient_l1((*level)->planes[c], energy.get(), scratch.get(), dy.get(), w, h, c > 0);
         normalize_min_max(energy.get(), n);
         PlaneImage small = wrap_plane(w, h, energy.get());
         if (normaliseRows) normalize_rows(small);

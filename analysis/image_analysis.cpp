@@ -125,10 +125,7 @@ void gradient_map(const ByteImage& workImage, FloatMap& gradientMap) {
         cv::GaussianBlur(asFloat, blurred, cv::Size(15, 15), 2.0, 0, cv::BORDER_REPLICATE);
         sobel_x(blurred.ptr<float>(0), dx, W, H);
         sobel_y(blurred.ptr<float>(0), dy, W, H);
-        vs_abs(n, dx, dx);
-        vs_abs(n, dy, dy);
-        vs_add(n, dx, dy, dx);
-        vs_add(n, gradientMap.data.data(), dx, gradientMap.data.data());
+        vs_add_l1(n, dx, dy, gradientMap.data.data());
     }
     threshold_relative(gradientMap, 0.1f);
     PlaneImage wrapped = wrap_plane(W, H, gradientMap.data.data());

@@ -32,12 +32,12 @@ void vs_mul(int n, const float* a, const float* b, float* out) {
     for (int i = 0; i < n; ++i) out[i] = a[i] * b[i];
 }
 
-void vs_abs(int n, const float* a, float* out) {
-    for (int i = 0; i < n; ++i) out[i] = std::fabs(a[i]);
+void vs_l1(int n, const float* a, const float* b, float* out) {
+    for (int i = 0; i < n; ++i) out[i] = std::fabs(a[i]) + std::fabs(b[i]);
 }
 
-void vs_sqrt(int n, const float* a, float* out) {
-    for (int i = 0; i < n; ++i) out[i] = std::sqrt(a[i]);
+void vs_add_l1(int n, const float* a, const float* b, float* acc) {
+    for (int i = 0; i < n; ++i) acc[i] = acc[i] + (std::fabs(a[i]) + std::fabs(b[i]));
 }
 
 void vs_powx(int n, const float* a, float exponent, float* out) {

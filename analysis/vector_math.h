@@ -15,9 +15,11 @@ void aligned_free(void* p);
 void vs_add(int n, const float* a, const float* b, float* out);
 void vs_sub(int n, const float* a, const float* b, float* out);
 void vs_mul(int n, const float* a, const float* b, float* out);
-void vs_abs(int n, const float* a, float* out);
-void vs_sqrt(int n, const float* a, float* out);
 void vs_powx(int n, const float* a, float exponent, float* out);
+// |a| + |b|, and acc + (|a| + |b|): a gradient's L1 magnitude, alone or summed
+// over channels, in one pass instead of three or four.
+void vs_l1(int n, const float* a, const float* b, float* out);
+void vs_add_l1(int n, const float* a, const float* b, float* acc);
 
 }  // namespace smartCrop
 
