@@ -41,39 +41,128 @@ float kth_smallest(const std::vector<float>& values, size_t k) {
     return v;
 }
 
+// One source pixel's share of one target pixel, along one axis.
+struct AreaTap {
+    int target, source;
+    float weight;
+};
+
+// The taps of OpenCV's area resize along an axis: the source cells that a
+// target cell of `scale` source pixels covers, each weighted by the part
+// covered (ends under a thousandth of a pixel dropped), in source order.
+std::vector<AreaTap> area_taps(int sourceSize, int targetSize, double scale) {
+    std::vector<AreaTap> taps;
+    for (int t = 0; t < targetSize; ++t) {
+        const double from = t * scale, to = from + scale;
+        const double cell = std::min(scale, sourceSize - from);
+        int first = static_cast<int>(std::ceil(from)), last = static_cast<int>(std::floor(to));
+        last = std::min(last, sourceSize - 1);
+        first = std::min(first, last);
+        if (first - from > 1e-3)
+            taps.push_back({t, first - 1, static_cast<float>((first - from) / cell)});
+        for (int s = first; s < last; ++s) taps.push_back({t, s, static_cast<float>(1.0 / cell)});
+        if (to - last > 1e-3)
+            taps.push_back(
+                {t, last, static_cast<float>(std::min(std::min(to - last, 1.0), cell) / cell)});
+    }
+    return taps;
+}
+
+// The grey of each target pixel from the area-resized red, green and blue
+// (channels 1 to 3; the first is never read), as OpenCV's resize gives them:
+// per source row the taps across in order into a row of sums, the rows down
+// weighted into the target row, each rounded to a byte at the end. `grey`
+// is called with a target row's index and its bytes, three a pixel.
+template <class Grey>
+void area_resize_rgb(const uint8_t* pixels, int width, int height, size_t stride, int cols,
+                     int rows, double scale, Grey grey) {
+    const std::vector<AreaTap> across = area_taps(width, cols, scale);
+    const std::vector<AreaTap> down = area_taps(height, rows, scale);
+    std::vector<float> row(static_cast<size_t>(cols) * 3), sum(row.size(), 0.0f);
+    std::vector<uint8_t> bytes(row.size());
+    const auto emit = [&](int target) {
+        for (size_t i = 0; i < sum.size(); ++i)
+            bytes[i] = static_cast<uint8_t>(std::clamp<long>(std::lrint(sum[i]), 0, 255));
+        grey(target, bytes.data());
+    };
+    int current = down.empty() ? 0 : down[0].target, lastSource = -1;
+    for (const AreaTap& d : down) {
+        const uint8_t* S = pixels + static_cast<size_t>(d.source) * stride;
+        // Each target pixel's taps are consecutive: summed in registers, from
+        // zero in tap order, as OpenCV sums them into its zeroed row. A
+        // source row on a boundary between target rows gives the same sums
+        // for both.
+        if (d.source != lastSource) {
+            for (size_t k = 0; k < across.size();) {
+                const int t = across[k].target;
+                float r = 0.0f, g = 0.0f, b = 0.0f;
+                for (; k < across.size() && across[k].target == t; ++k) {
+                    const uint8_t* p = S + static_cast<size_t>(across[k].source) * 4;
+                    const float w = across[k].weight;
+                    r = r + static_cast<float>(p[1]) * w;
+                    g = g + static_cast<float>(p[2]) * w;
+                    b = b + static_cast<float>(p[3]) * w;
+                }
+                float* out = row.data() + static_cast<size_t>(t) * 3;
+                out[0] = r;
+                out[1] = g;
+                out[2] = b;
+            }
+        }
+        lastSource = d.source;
+        if (d.target != current) {
+            emit(current);
+            for (size_t i = 0; i < sum.size(); ++i) sum[i] = d.weight * row[i];
+            current = d.target;
+        } else {
+            for (size_t i = 0; i < sum.size(); ++i) sum[i] += d.weight * row[i];
+        }
+    }
+    emit(current);
+}
+
 }  // namespace
 
 SharpnessMap::SharpnessMap(const uint8_t* pixels, uint32_t width, uint32_t height, size_t stride) {
-    const cv::Mat xrgb(static_cast<int>(height), static_cast<int>(width), CV_8UC4,
-                       const_cast<uint8_t*>(pixels), stride);
     const double shrink = std::min(1.0, 512.0 / std::max(width, height));
-    cv::Mat small;
-    cv::resize(xrgb, small, cv::Size(), shrink, shrink, cv::INTER_AREA);
-    cols = std::max(small.cols, 1);
-    rows = std::max(small.rows, 1);
-    const size_t n = static_cast<size_t>(small.cols) * small.rows;
+    // The size OpenCV's resize gives for the factor (rounded to nearest).
+    const int W = std::max(1, static_cast<int>(std::lrint(width * shrink)));
+    const int H = std::max(1, static_cast<int>(std::lrint(height * shrink)));
+    cols = W;
+    rows = H;
+    const size_t n = static_cast<size_t>(W) * H;
 
     // Grey as OpenCV's per-channel scaling and sums give it: each product
-    // rounded to float, then (red + green) + blue. Channels 1 to 3 are red,
-    // green and blue.
+    // rounded to float, then (red + green) + blue.
     std::array<std::array<float, 256>, 3> weighted;
     const float weights[3] = {static_cast<float>(0.299), static_cast<float>(0.587),
                               static_cast<float>(0.114)};
     for (int c = 0; c < 3; ++c)
         for (int v = 0; v < 256; ++v) weighted[c][v] = static_cast<float>(v) * weights[c];
     std::vector<float> grey(n);
-    for (int y = 0; y < small.rows; ++y) {
-        const uint8_t* p = small.ptr<uint8_t>(y);
-        float* g = grey.data() + static_cast<size_t>(y) * small.cols;
-        for (int x = 0; x < small.cols; ++x, p += 4)
-            g[x] = (weighted[0][p[1]] + weighted[1][p[2]]) + weighted[2][p[3]];
+    const auto grey_row = [&](int y, const uint8_t* rgb, int step) {
+        float* g = grey.data() + static_cast<size_t>(y) * W;
+        for (int x = 0; x < W; ++x, rgb += step)
+            g[x] = (weighted[0][rgb[0]] + weighted[1][rgb[1]]) + weighted[2][rgb[2]];
+    };
+    // A whole-number factor takes OpenCV's separate averaging path, and a
+    // factor of 1 no resize at all: both through OpenCV itself.
+    const double scale = 1.0 / shrink;
+    if (shrink >= 1.0 || std::abs(scale - std::lrint(scale)) < 2.220446049250313e-16) {
+        const cv::Mat xrgb(static_cast<int>(height), static_cast<int>(width), CV_8UC4,
+                           const_cast<uint8_t*>(pixels), stride);
+        cv::Mat small;
+        cv::resize(xrgb, small, cv::Size(), shrink, shrink, cv::INTER_AREA);
+        for (int y = 0; y < H; ++y) grey_row(y, small.ptr<uint8_t>(y) + 1, 4);
+    } else {
+        area_resize_rgb(pixels, static_cast<int>(width), static_cast<int>(height), stride, W, H,
+                        scale, [&](int y, const uint8_t* rgb) { grey_row(y, rgb, 3); });
     }
 
     // |Laplacian| with OpenCV's 3 x 3 aperture: the four diagonal neighbours
     // twice, the centre eight times negative, summed in the kernel's order
     // (top left, top right, centre, bottom left, bottom right).
     std::vector<float> detail(n);
-    const int W = small.cols, H = small.rows;
     for (int y = 0; y < H; ++y) {
         const float* up = grey.data() + static_cast<size_t>(reflect_101(y - 1, H)) * W;
         const float* mid = grey.data() + static_cast<size_t>(y) * W;
