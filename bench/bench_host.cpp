@@ -3,6 +3,8 @@
 // request from file bytes to ranked crops, as the program runs it.
 #include <benchmark/benchmark.h>
 
+#include <opencv2/core.hpp>
+
 #include "bench_images.h"
 #include "host/analysed_image.h"
 #include "host/image_decoding.h"
@@ -64,4 +66,13 @@ BENCHMARK(BM_WholeRequest12MP)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+// One thread, as the program runs: OpenCV's pool would otherwise time the
+// host layer's resizes on two cores (and its start-up in some runs).
+int main(int argc, char** argv) {
+    cv::setNumThreads(1);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
