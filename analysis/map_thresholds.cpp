@@ -1,17 +1,16 @@
 #include "analysis/map_thresholds.h"
 
-#include <cblas.h>
-
 #include <cmath>
 #include <opencv2/imgproc.hpp>
 
 #include "analysis/map_view.h"
+#include "analysis/vector_math.h"
 
 namespace smartCrop {
 
 void threshold_relative(FloatMap& map, float fraction) {
     if (map.empty()) return;
-    const size_t index = cblas_isamax(static_cast<int>(map.size()), map.data.data(), 1);
+    const size_t index = largest_magnitude(map.data.data(), static_cast<int>(map.size()));
     const float t = fraction * map.data[index];
     cv::Mat m = map_view(map);
     cv::threshold(m, m, t, 0.0, cv::THRESH_TOZERO);

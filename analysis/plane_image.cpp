@@ -1,7 +1,5 @@
 #include "analysis/plane_image.h"
 
-#include <cblas.h>
-
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
@@ -213,8 +211,7 @@ void region_statistics(const PlaneImage& image, PlaneImage& mean, PlaneImage& co
 
 void normalize_min_max(float* data, int count) {
     if (count <= 0) return;
-    const size_t imax = cblas_isamax(count, data, 1);
-    const size_t imin = cblas_isamin(count, data, 1);
+    const auto [imax, imin] = magnitude_extremes(data, count);
     const float low = data[imin];
     // The range between the two values as they are after the shift.
     const float range = (data[imax] - low) - (data[imin] - low);

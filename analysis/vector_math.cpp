@@ -1,8 +1,15 @@
 #include "analysis/vector_math.h"
 
+#include <cblas.h>
+
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <new>
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
 
 namespace smartCrop {
 
@@ -42,6 +49,110 @@ void vs_add_l1(int n, const float* a, const float* b, float* acc) {
 
 void vs_powx(int n, const float* a, float exponent, float* out) {
     for (int i = 0; i < n; ++i) out[i] = powf(a[i], exponent);
+}
+
+namespace {
+
+struct MagnitudeRange {
+    float largest = 0.0f, smallest = std::numeric_limits<float>::infinity();
+    bool nan = false;
+};
+
+// The first index at or after `i` whose magnitude is m (one that is there).
+size_t find_magnitude_plain(const float* x, size_t i, float m) {
+    while (std::fabs(x[i]) != m) ++i;
+    return i;
+}
+
+MagnitudeRange magnitude_range_plain(const float* x, size_t n) {
+    MagnitudeRange r;
+    for (size_t i = 0; i < n; ++i) {
+        const float a = std::fabs(x[i]);
+        if (a != a) r.nan = true;
+        if (a > r.largest) r.largest = a;
+        if (a < r.smallest) r.smallest = a;
+    }
+    return r;
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+// Eight lanes, two vectors at a time; a NaN in any lane is noted, as the
+// minimum and maximum instructions would pass over it.
+__attribute__((target("avx2"))) MagnitudeRange magnitude_range_avx2(const float* x, size_t n) {
+    const __m256 sign = _mm256_set1_ps(-0.0f);
+    __m256 hi0 = _mm256_setzero_ps(), hi1 = hi0;
+    __m256 lo0 = _mm256_set1_ps(std::numeric_limits<float>::infinity()), lo1 = lo0;
+    __m256 nan = _mm256_setzero_ps();
+    size_t i = 0;
+    for (; i + 16 <= n; i += 16) {
+        const __m256 a = _mm256_andnot_ps(sign, _mm256_loadu_ps(x + i));
+        const __m256 b = _mm256_andnot_ps(sign, _mm256_loadu_ps(x + i + 8));
+        hi0 = _mm256_max_ps(hi0, a);
+        hi1 = _mm256_max_ps(hi1, b);
+        lo0 = _mm256_min_ps(lo0, a);
+        lo1 = _mm256_min_ps(lo1, b);
+        nan = _mm256_or_ps(nan, _mm256_cmp_ps(a, b, _CMP_UNORD_Q));
+    }
+    alignas(32) float h[8], l[8];
+    _mm256_store_ps(h, _mm256_max_ps(hi0, hi1));
+    _mm256_store_ps(l, _mm256_min_ps(lo0, lo1));
+    MagnitudeRange r = magnitude_range_plain(x + i, n - i);
+    r.nan = r.nan || _mm256_movemask_ps(nan) != 0;
+    for (int k = 0; k < 8; ++k) {
+        if (h[k] > r.largest) r.largest = h[k];
+        if (l[k] < r.smallest) r.smallest = l[k];
+    }
+    return r;
+}
+
+__attribute__((target("avx2"))) size_t find_magnitude_avx2(const float* x, size_t n, float m) {
+    const __m256 sign = _mm256_set1_ps(-0.0f), wanted = _mm256_set1_ps(m);
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m256 a = _mm256_andnot_ps(sign, _mm256_loadu_ps(x + i));
+        const int hits = _mm256_movemask_ps(_mm256_cmp_ps(a, wanted, _CMP_EQ_OQ));
+        if (hits != 0) return i + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(hits)));
+    }
+    return find_magnitude_plain(x, i, m);
+}
+#endif
+
+const bool kAvx2 =
+#if defined(__x86_64__) && defined(__GNUC__)
+    __builtin_cpu_supports("avx2");
+#else
+    false;
+#endif
+
+MagnitudeRange magnitude_range(const float* x, size_t n) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    if (kAvx2) return magnitude_range_avx2(x, n);
+#endif
+    return magnitude_range_plain(x, n);
+}
+
+size_t find_magnitude(const float* x, size_t n, float m) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    if (kAvx2) return find_magnitude_avx2(x, n, m);
+#endif
+    return find_magnitude_plain(x, 0, m);
+}
+
+}  // namespace
+
+MagnitudeIndices magnitude_extremes(const float* x, int n) {
+    const size_t count = static_cast<size_t>(n);
+    const MagnitudeRange r = magnitude_range(x, count);
+    // With a NaN the answer is whatever BLAS's kernel makes of it.
+    if (r.nan) return {cblas_isamax(n, x, 1), cblas_isamin(n, x, 1)};
+    return {find_magnitude(x, count, r.largest), find_magnitude(x, count, r.smallest)};
+}
+
+size_t largest_magnitude(const float* x, int n) {
+    const size_t count = static_cast<size_t>(n);
+    const MagnitudeRange r = magnitude_range(x, count);
+    if (r.nan) return cblas_isamax(n, x, 1);
+    return find_magnitude(x, count, r.largest);
 }
 
 }  // namespace smartCrop

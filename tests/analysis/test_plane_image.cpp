@@ -1,9 +1,14 @@
 // Summed-area tables, pooled region statistics and the normalisations.
 #include <gtest/gtest.h>
 
+#include <cblas.h>
+
+#include <limits>
+#include <random>
 #include <vector>
 
 #include "analysis/plane_image.h"
+#include "analysis/vector_math.h"
 #include "failure_text.h"
 
 namespace smartCrop {
@@ -109,6 +114,29 @@ TEST(PlaneImage, NormalizeMinMax) {
     EXPECT_EQ(spread[1], 0.5f);
     EXPECT_EQ(spread[2], 1.0f);
     normalize_min_max(spread, 0);  // an empty array is left alone
+}
+
+// The normalisations find their extremes as BLAS's isamax and isamin do: the
+// first of equal magnitudes, whatever the sign, at every length and place
+// (vector bodies and scalar tails), and BLAS's own answer where a NaN is.
+TEST(PlaneImage, MagnitudeExtremesAsBlas) {
+    std::mt19937 random(7);
+    const float values[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, -2.5f, 2.5f, 1e-30f, 3e38f};
+    for (int n : {1, 2, 7, 8, 15, 16, 17, 33, 100, 1000, 100003}) {
+        for (int trial = 0; trial < 20; ++trial) {
+            std::vector<float> x(n);
+            // Few distinct values, so that ties are the rule; some trials
+            // without the extreme ones, so that they fall anywhere.
+            const int distinct = 2 + trial % 7;
+            for (float& v : x) v = values[random() % distinct];
+            if (trial % 5 == 4) x[random() % n] = std::numeric_limits<float>::infinity();
+            if (trial % 10 == 9) x[random() % n] = std::numeric_limits<float>::quiet_NaN();
+            const MagnitudeIndices found = magnitude_extremes(x.data(), n);
+            ASSERT_EQ(found.largest, cblas_isamax(n, x.data(), 1)) << n << " " << trial;
+            ASSERT_EQ(found.smallest, cblas_isamin(n, x.data(), 1)) << n << " " << trial;
+            ASSERT_EQ(largest_magnitude(x.data(), n), found.largest);
+        }
+    }
 }
 
 TEST(PlaneImage, NormalizeRowsDampsStrongRows) {
