@@ -6,6 +6,10 @@
 #include <cstring>
 #include <opencv2/imgproc.hpp>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace smartCrop::host {
 
 namespace {
@@ -68,21 +72,57 @@ std::vector<AreaTap> area_taps(int sourceSize, int targetSize, double scale) {
     return taps;
 }
 
+// Four floats, one per byte of a pixel: the three colours summed side by
+// side (and the ignored byte with them), each lane with the scalar roundings.
+typedef float Pixel4 __attribute__((vector_size(16)));
+
+inline Pixel4 pixel_floats(const uint8_t* p) {
+#if defined(__SSE2__)
+    int32_t v;
+    std::memcpy(&v, p, sizeof v);
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i words = _mm_unpacklo_epi8(_mm_cvtsi32_si128(v), zero);
+    return reinterpret_cast<Pixel4>(_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, zero)));
+#else
+    return Pixel4{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]),
+                  static_cast<float>(p[3])};
+#endif
+}
+
+// Each lane rounded to the nearest integer (ties to even, as lrint) and
+// clamped to a byte.
+inline void pixel_bytes(Pixel4 v, uint8_t* out) {
+#if defined(__SSE2__)
+    const __m128i words = _mm_cvtps_epi32(reinterpret_cast<__m128>(v));
+    const __m128i shorts = _mm_packs_epi32(words, words);
+    const int32_t bytes = _mm_cvtsi128_si32(_mm_packus_epi16(shorts, shorts));
+    std::memcpy(out, &bytes, sizeof bytes);
+#else
+    for (int c = 0; c < 4; ++c)
+        out[c] = static_cast<uint8_t>(std::clamp<long>(std::lrint(v[c]), 0, 255));
+#endif
+}
+
 // The grey of each target pixel from the area-resized red, green and blue
 // (channels 1 to 3; the first is never read), as OpenCV's resize gives them:
 // per source row the taps across in order into a row of sums, the rows down
 // weighted into the target row, each rounded to a byte at the end. `grey`
-// is called with a target row's index and its bytes, three a pixel.
+// is called with a target row's index and its pixels, four bytes each as
+// they came in.
 template <class Grey>
 void area_resize_rgb(const uint8_t* pixels, int width, int height, size_t stride, int cols,
                      int rows, double scale, Grey grey) {
     const std::vector<AreaTap> across = area_taps(width, cols, scale);
     const std::vector<AreaTap> down = area_taps(height, rows, scale);
-    std::vector<float> row(static_cast<size_t>(cols) * 3), sum(row.size(), 0.0f);
-    std::vector<uint8_t> bytes(row.size());
+    // Where each target pixel's taps end (they come in target order).
+    std::vector<size_t> acrossEnds(static_cast<size_t>(cols), 0);
+    for (size_t k = 0; k < across.size(); ++k) acrossEnds[across[k].target] = k + 1;
+    for (size_t t = 1; t < acrossEnds.size(); ++t)
+        acrossEnds[t] = std::max(acrossEnds[t], acrossEnds[t - 1]);
+    std::vector<Pixel4> row(static_cast<size_t>(cols)), sum(row.size());
+    std::vector<uint8_t> bytes(row.size() * 4);
     const auto emit = [&](int target) {
-        for (size_t i = 0; i < sum.size(); ++i)
-            bytes[i] = static_cast<uint8_t>(std::clamp<long>(std::lrint(sum[i]), 0, 255));
+        for (size_t i = 0; i < sum.size(); ++i) pixel_bytes(sum[i], &bytes[i * 4]);
         grey(target, bytes.data());
     };
     int current = down.empty() ? 0 : down[0].target, lastSource = -1;
@@ -93,20 +133,13 @@ void area_resize_rgb(const uint8_t* pixels, int width, int height, size_t stride
         // source row on a boundary between target rows gives the same sums
         // for both.
         if (d.source != lastSource) {
-            for (size_t k = 0; k < across.size();) {
-                const int t = across[k].target;
-                float r = 0.0f, g = 0.0f, b = 0.0f;
-                for (; k < across.size() && across[k].target == t; ++k) {
-                    const uint8_t* p = S + static_cast<size_t>(across[k].source) * 4;
-                    const float w = across[k].weight;
-                    r = r + static_cast<float>(p[1]) * w;
-                    g = g + static_cast<float>(p[2]) * w;
-                    b = b + static_cast<float>(p[3]) * w;
-                }
-                float* out = row.data() + static_cast<size_t>(t) * 3;
-                out[0] = r;
-                out[1] = g;
-                out[2] = b;
+            const AreaTap* tap = across.data();
+            for (int t = 0; t < cols; ++t) {
+                Pixel4 acc = {0.0f, 0.0f, 0.0f, 0.0f};
+                for (const AreaTap* end = across.data() + acrossEnds[t]; tap != end; ++tap)
+                    acc =
+                        acc + pixel_floats(S + static_cast<size_t>(tap->source) * 4) * tap->weight;
+                row[t] = acc;
             }
         }
         lastSource = d.source;
@@ -156,7 +189,7 @@ SharpnessMap::SharpnessMap(const uint8_t* pixels, uint32_t width, uint32_t heigh
         for (int y = 0; y < H; ++y) grey_row(y, small.ptr<uint8_t>(y) + 1, 4);
     } else {
         area_resize_rgb(pixels, static_cast<int>(width), static_cast<int>(height), stride, W, H,
-                        scale, [&](int y, const uint8_t* rgb) { grey_row(y, rgb, 3); });
+                        scale, [&](int y, const uint8_t* xrgb) { grey_row(y, xrgb + 1, 4); });
     }
 
     // |Laplacian| with OpenCV's 3 x 3 aperture: the four diagonal neighbours
@@ -183,14 +216,33 @@ SharpnessMap::SharpnessMap(const uint8_t* pixels, uint32_t width, uint32_t heigh
     // Detail above the picture's typical level: noise and grain spread over
     // everything and say nothing about where the subject is.
     const float floor = n == 0 ? 0.0f : kth_smallest(detail, n / 2);
+    for (float& d : detail) d = std::max(0.0f, d - floor);
     table.assign(static_cast<size_t>(rows + 1) * (cols + 1), 0.0);
-    for (int y = 0; y < H; ++y) {
-        double run = 0;
-        const float* d = detail.data() + static_cast<size_t>(y) * W;
+    // Two rows at a time: each row's running sum waits on its previous
+    // element, so two of them side by side halve the wait; the lower row
+    // reads the upper one's element just made, as it would a pass later.
+    const size_t C = static_cast<size_t>(cols) + 1;
+    int y = 0;
+    for (; y + 2 <= H; y += 2) {
+        const float* d0 = detail.data() + static_cast<size_t>(y) * W;
+        const float* d1 = d0 + W;
+        const double* above = table.data() + y * C + 1;
+        double* t0 = table.data() + (y + 1) * C + 1;
+        double* t1 = t0 + C;
+        double run0 = 0, run1 = 0;
         for (int x = 0; x < W; ++x) {
-            run += std::max(0.0f, d[x] - floor);
-            table[(y + 1) * static_cast<size_t>(cols + 1) + x + 1] =
-                table[y * static_cast<size_t>(cols + 1) + x + 1] + run;
+            run0 += d0[x];
+            t0[x] = above[x] + run0;
+            run1 += d1[x];
+            t1[x] = t0[x] + run1;
+        }
+    }
+    for (; y < H; ++y) {
+        const float* d = detail.data() + static_cast<size_t>(y) * W;
+        double run = 0;
+        for (int x = 0; x < W; ++x) {
+            run += d[x];
+            table[(y + 1) * C + x + 1] = table[y * C + x + 1] + run;
         }
     }
 }
