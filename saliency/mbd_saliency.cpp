@@ -5,6 +5,7 @@
 #include <deque>
 #include <opencv2/imgproc.hpp>
 
+#include "saliency/area_resize.h"
 #include "saliency/lab_conversion.h"
 
 namespace smartCrop {
@@ -282,7 +283,7 @@ cv::Mat reconstruct_by_erosion(const cv::Mat& image, const cv::Mat& element, int
 cv::Mat compute_mbd_saliency(const cv::Mat& source, bool centre_bias) {
     const float scale = 300.0f / static_cast<float>(std::max(source.rows, source.cols));
     cv::Mat work;
-    cv::resize(source, work, cv::Size(), scale, scale, cv::INTER_AREA);
+    resize_area(source, scale, work);
     // As cv::COLOR_RGB2Lab (code 45), deliberately on blue-green-red data.
     for (int y = 0; y < work.rows; ++y) rgb_to_lab(work.ptr<uint8_t>(y), work.cols);
     const cv::Mat unfiltered = work.clone();
