@@ -4,6 +4,7 @@
 #include <cmath>
 #include <deque>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "saliency/area_resize.h"
 #include "saliency/lab_conversion.h"
@@ -216,34 +217,46 @@ cv::Mat reconstruct(const cv::Mat& marker, const cv::Mat& image, const cv::Mat& 
     }
     // `ahead(a, b)`: a would still grow towards b.
     auto ahead = [](uint8_t a, uint8_t b) { return kDilate ? a < b : a > b; };
+    // The neighbour along the row is the value just made, carried in a
+    // register rather than read back from the store.
     for (int y = 0; y < H; ++y) {
         uint8_t* o = out.ptr<uint8_t>(y);
         const uint8_t* above = y > 0 ? out.ptr<uint8_t>(y - 1) : nullptr;
         const uint8_t* m = image.ptr<uint8_t>(y);
+        uint8_t previous = o[0];
         for (int x = 0; x < W; ++x) {
             uint8_t v = o[x];
-            if (x > 0) v = better(v, o[x - 1]);
+            if (x > 0) v = better(v, previous);
             if (above) v = better(v, above[x]);
-            o[x] = bound(v, m[x]);
+            o[x] = previous = bound(v, m[x]);
         }
     }
+    // The pixels that could still pass their value on, in the order met;
+    // collected without a branch, since whether one can is as good as random.
+    // (A deque: it grows in small blocks, where a vector would map and
+    // fault in ever larger ones.)
     std::deque<int> queue;
+    std::vector<int> found(static_cast<size_t>(W));
     for (int y = H - 1; y >= 0; --y) {
         uint8_t* o = out.ptr<uint8_t>(y);
         uint8_t* below = y + 1 < H ? out.ptr<uint8_t>(y + 1) : nullptr;
         const uint8_t* m = image.ptr<uint8_t>(y);
         const uint8_t* mBelow = y + 1 < H ? image.ptr<uint8_t>(y + 1) : nullptr;
+        uint8_t next = o[W - 1];
+        size_t queued = 0;
         for (int x = W - 1; x >= 0; --x) {
             uint8_t v = o[x];
-            if (x + 1 < W) v = better(v, o[x + 1]);
+            if (x + 1 < W) v = better(v, next);
             if (below) v = better(v, below[x]);
-            o[x] = v = bound(v, m[x]);
+            v = bound(v, m[x]);
             // A later neighbour that could still take this value: finish by queue.
-            if ((x + 1 < W && ahead(o[x + 1], v) && ahead(o[x + 1], m[x + 1])) ||
-                (below && ahead(below[x], v) && ahead(below[x], mBelow[x]))) {
-                queue.push_back(y * W + x);
-            }
+            const bool right = x + 1 < W && (ahead(next, v) & ahead(next, m[x + 1]));
+            const bool down = below && (ahead(below[x], v) & ahead(below[x], mBelow[x]));
+            o[x] = next = v;
+            found[queued] = y * W + x;
+            queued += right | down;
         }
+        queue.insert(queue.end(), found.begin(), found.begin() + queued);
     }
     uint8_t* o = out.ptr<uint8_t>(0);  // continuous: made by clone()
     const uint8_t* m = image.isContinuous() ? image.ptr<uint8_t>(0) : nullptr;
