@@ -2,9 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <deque>
 #include <opencv2/imgproc.hpp>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "saliency/area_resize.h"
 #include "saliency/lab_conversion.h"
@@ -13,6 +18,84 @@ namespace smartCrop {
 
 namespace {
 
+#if defined(__SSE2__)
+// Three bytes into the low lanes, the rest zero.
+inline __m128i load3(const uint8_t* p) {
+    int32_t v = 0;
+    std::memcpy(&v, p, 3);
+    return _mm_cvtsi32_si128(v);
+}
+// Four bytes, where the fourth is known to be readable.
+inline __m128i load4(const uint8_t* p) {
+    int32_t v;
+    std::memcpy(&v, p, 4);
+    return _mm_cvtsi32_si128(v);
+}
+inline void store3(uint8_t* p, __m128i v) {
+    const int32_t bytes = _mm_cvtsi128_si32(v);
+    std::memcpy(p, &bytes, 3);
+}
+
+// A pixel's three channels as lanes of one vector (the fourth lane is
+// carried along and never stored): its value, barrier and bounds, updated
+// from the neighbour along the row, then the one in the row passed.
+struct PixelBounds {
+    __m128i d, u, l;
+    void update(__m128i v, __m128i neighbourU, __m128i neighbourL) {
+        const __m128i upper = _mm_max_epu8(neighbourU, v);
+        const __m128i lower = _mm_min_epu8(neighbourL, v);
+        const __m128i barrier = _mm_sub_epi8(upper, lower);
+        // Lanes where the barrier is not below the one held keep theirs.
+        const __m128i keep = _mm_cmpeq_epi8(_mm_max_epu8(barrier, d), barrier);
+        d = _mm_or_si128(_mm_and_si128(keep, d), _mm_andnot_si128(keep, barrier));
+        u = _mm_or_si128(_mm_and_si128(keep, u), _mm_andnot_si128(keep, upper));
+        l = _mm_or_si128(_mm_and_si128(keep, l), _mm_andnot_si128(keep, lower));
+    }
+};
+
+// One raster pass over the interior, all three channels at once: each
+// channel's updates read only its own bounds, so a pass over all three is
+// three single-channel passes. Ties change nothing, and a neighbour's bounds
+// are used whether or not it has been reached yet. Rows go in pairs, the
+// second taking the first's new bounds straight from registers: each pixel
+// waits on the one before it, so two rows side by side halve the wait.
+void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
+    const int H = image.rows, W = image.cols;
+    const int yStart = reverse ? H - 2 : 1, yEnd = reverse ? 0 : H - 1, step = reverse ? -1 : 1;
+    const int xStart = reverse ? W - 2 : 1, xEnd = reverse ? 0 : W - 1;
+    const int side = reverse ? 3 : -3;
+    const int count = (yEnd - yStart) * step;
+    for (int i = 0; i < count; i += 2) {
+        const int y = yStart + i * step, rows = std::min(2, count - i);
+        const uint8_t* in[2];
+        uint8_t *d[2], *u[2], *l[2];
+        __m128i sideU[2], sideL[2];
+        for (int r = 0; r < rows; ++r) {
+            in[r] = image.ptr<uint8_t>(y + r * step);
+            d[r] = D.ptr<uint8_t>(y + r * step);
+            u[r] = U.ptr<uint8_t>(y + r * step);
+            l[r] = L.ptr<uint8_t>(y + r * step);
+            sideU[r] = load3(u[r] + xStart * 3 + side);
+            sideL[r] = load3(l[r] + xStart * 3 + side);
+        }
+        const uint8_t* uPassed = U.ptr<uint8_t>(y - step);
+        const uint8_t* lPassed = L.ptr<uint8_t>(y - step);
+        for (int x = xStart; x != xEnd; x += step) {
+            const int p = x * 3;
+            __m128i passedU = load4(uPassed + p), passedL = load4(lPassed + p);
+            for (int r = 0; r < rows; ++r) {
+                const __m128i v = load4(in[r] + p);
+                PixelBounds b{load4(d[r] + p), load4(u[r] + p), load4(l[r] + p)};
+                b.update(v, sideU[r], sideL[r]);
+                b.update(v, passedU, passedL);
+                store3(d[r] + p, b.d);
+                store3(u[r] + p, sideU[r] = passedU = b.u);
+                store3(l[r] + p, sideL[r] = passedL = b.l);
+            }
+        }
+    }
+}
+#else
 // One raster pass over the interior, the three channels side by side: each
 // channel's updates read only its own bounds, so a pass over all three is
 // three single-channel passes. Ties change nothing, and a neighbour's bounds
@@ -62,6 +145,8 @@ void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool re
         }
     }
 }
+
+#endif
 
 // Samples of a strip, one row per pixel, as CV_32F.
 void strip_model(const cv::Mat& strip, cv::Mat& mean, cv::Mat& inverse) {

@@ -34,9 +34,9 @@ TEST(MbdSaliency, RasterScanHandWorked) {
 
 // The channels are scanned side by side; each must come out as a scan of
 // that channel alone would leave it. Reference: forward and backward passes
-// over one channel at a time, the neighbour along the row first.
-TEST(MbdSaliency, ChannelsScanIndependently) {
-    const int H = 17, W = 23;
+// over one channel at a time, the neighbour along the row first. Rows are
+// scanned in pairs: an odd and an even number of interior rows.
+void expect_channels_scan_independently(int H, int W) {
     cv::Mat image(H, W, CV_8UC3);
     cv::randu(image, 0, 256);
     cv::Mat D(H, W, CV_8UC3, cv::Scalar::all(255)), U = image.clone(), L = image.clone();
@@ -74,7 +74,12 @@ TEST(MbdSaliency, ChannelsScanIndependently) {
     }
     cv::normalize(expected, expected, 0.0, 1.0, cv::NORM_MINMAX);
     const cv::Mat barrier = mbd_raster_scan(image);
-    EXPECT_EQ(cv::countNonZero(barrier != expected), 0);
+    EXPECT_EQ(cv::countNonZero(barrier != expected), 0) << H << " x " << W;
+}
+
+TEST(MbdSaliency, ChannelsScanIndependently) {
+    expect_channels_scan_independently(17, 23);
+    expect_channels_scan_independently(18, 9);
 }
 
 TEST(MbdSaliency, NoInteriorMeansZeroBarrier) {
