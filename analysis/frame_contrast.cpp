@@ -48,11 +48,12 @@ struct ModelScratch {
     ScopedPlaneImage covariance;
 };
 
-void distance_map(const PlaneImage& image, PlaneImage& out, ModelScratch& model, bool normalise) {
+void distance_map(const PlaneImage& image, PlaneImage& out, ModelScratch& model, bool normalise,
+                  bool add = false) {
     if (image.channels == 1) {
-        scalar_distance_map(image, out, *model.mean, *model.covariance, normalise);
+        scalar_distance_map(image, out, *model.mean, *model.covariance, normalise, add);
     } else {
-        mahalanobis_map(image, out, *model.mean, *model.covariance, normalise);
+        mahalanobis_map(image, out, *model.mean, *model.covariance, normalise, add);
     }
 }
 
@@ -60,12 +61,17 @@ void distance_map(const PlaneImage& image, PlaneImage& out, ModelScratch& model,
 void seeded_contrast(const PlaneImage& image, PlaneImage& out, const RegionRect& alone,
                      const std::vector<RegionRect>& others, bool innerNormalise) {
     ModelScratch a(image.channels), b(image.channels);
-    ScopedPlaneImage d(image.width, image.height, 1);
     region_statistics(image, *a.mean, *a.covariance, {alone});
     region_statistics(image, *b.mean, *b.covariance, others);
     distance_map(image, out, a, innerNormalise);
-    distance_map(image, *d, b, innerNormalise);
-    vs_add(out.planeSize, out.planes[0], d->planes[0], out.planes[0]);
+    if (innerNormalise) {
+        ScopedPlaneImage d(image.width, image.height, 1);
+        distance_map(image, *d, b, true);
+        vs_add(out.planeSize, out.planes[0], d->planes[0], out.planes[0]);
+    } else {
+        // The second distance added as it is made: no map between.
+        distance_map(image, out, b, false, true);
+    }
     normalize_image(out);
 }
 
@@ -126,10 +132,11 @@ namespace {
 // roundings as a matrix product into a zeroed result followed by the
 // quadratic form. The matrix and mean are copied into locals so that the
 // loop vectorises; IEEE arithmetic gives the same bits at every width.
+// `add`: each distance is added to what `out` holds instead of replacing it.
 inline __attribute__((always_inline)) void colour_distances_into(const float* p0, const float* p1,
                                                                  const float* p2, const float* mean,
-                                                                 const float* S, int n,
-                                                                 float* out) {
+                                                                 const float* S, int n, float* out,
+                                                                 bool add) {
     const float m0 = mean[0], m1 = mean[1], m2 = mean[2];
     const float s00 = S[0], s01 = S[1], s02 = S[2], s10 = S[3], s11 = S[4], s12 = S[5], s20 = S[6],
                 s21 = S[7], s22 = S[8];
@@ -139,31 +146,35 @@ inline __attribute__((always_inline)) void colour_distances_into(const float* p0
         const float y1 = 0.0f + ((0.0f + x0 * s01) + x1 * s11 + x2 * s21);
         const float y2 = 0.0f + ((0.0f + x0 * s02) + x1 * s12 + x2 * s22);
         const float q = y0 * x0 + y1 * x1 + y2 * x2;
-        out[i] = std::sqrt(std::max(q, 0.0f));
+        const float distance = std::sqrt(std::max(q, 0.0f));
+        out[i] = add ? out[i] + distance : distance;
     }
 }
 
 #if defined(__x86_64__) && defined(__GNUC__)
 __attribute__((target("avx2"))) void colour_distances_avx2(const float* p0, const float* p1,
                                                            const float* p2, const float* mean,
-                                                           const float* S, int n, float* out) {
-    colour_distances_into(p0, p1, p2, mean, S, n, out);
+                                                           const float* S, int n, float* out,
+                                                           bool add) {
+    if (add) return colour_distances_into(p0, p1, p2, mean, S, n, out, true);
+    colour_distances_into(p0, p1, p2, mean, S, n, out, false);
 }
 #endif
 
 void colour_distances(const float* p0, const float* p1, const float* p2, const float* mean,
-                      const float* S, int n, float* out) {
+                      const float* S, int n, float* out, bool add) {
 #if defined(__x86_64__) && defined(__GNUC__)
     static const bool avx2 = __builtin_cpu_supports("avx2");
-    if (avx2) return colour_distances_avx2(p0, p1, p2, mean, S, n, out);
+    if (avx2) return colour_distances_avx2(p0, p1, p2, mean, S, n, out, add);
 #endif
-    colour_distances_into(p0, p1, p2, mean, S, n, out);
+    if (add) return colour_distances_into(p0, p1, p2, mean, S, n, out, true);
+    colour_distances_into(p0, p1, p2, mean, S, n, out, false);
 }
 
 }  // namespace
 
 void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
-                     const PlaneImage& covariance, bool normalise) {
+                     const PlaneImage& covariance, bool normalise, bool add) {
     const int K = image.channels;
     const int N = image.planeSize;
     ScopedPlaneImage inverse(K, K, 1);
@@ -178,7 +189,7 @@ void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage&
     // One pass over the image instead of a matrix product and three more;
     // other channel counts in the same order of sums (see colour_distances).
     if (K == 3) {
-        colour_distances(image.planes[0], image.planes[1], image.planes[2], m, S.data(), N, o);
+        colour_distances(image.planes[0], image.planes[1], image.planes[2], m, S.data(), N, o, add);
     } else {
         std::vector<float> x(static_cast<size_t>(K));
         for (int i = 0; i < N; ++i) {
@@ -190,22 +201,26 @@ void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage&
                 const float yc = 0.0f + sum;
                 q = c == 0 ? yc * x[0] : q + yc * x[c];
             }
-            o[i] = q;
+            // Rounding can leave a vanishing distance a hair below zero; its
+            // square root would be a NaN that every later normalisation spreads.
+            const float distance = std::sqrt(std::max(q, 0.0f));
+            o[i] = add ? o[i] + distance : distance;
         }
-        // Rounding can leave a vanishing distance a hair below zero; its
-        // square root would be a NaN that every later normalisation spreads.
-        for (int i = 0; i < N; ++i) o[i] = std::sqrt(std::max(o[i], 0.0f));
     }
-    if (normalise) normalize_min_max(o, N);
+    if (normalise && !add) normalize_min_max(o, N);
 }
 
 void scalar_distance_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
-                         const PlaneImage& variance, bool normalise) {
+                         const PlaneImage& variance, bool normalise, bool add) {
     const int N = image.planeSize;
     const float* plane = image.planes[0];
     float* o = out.planes[0];
     const float negMean = -mean.planes[0][0];
     const float scale = 1.0f / sqrtf(variance.planes[0][0] + 10.0f);
+    if (add) {
+        for (int i = 0; i < N; ++i) o[i] = o[i] + std::fabs(plane[i] + negMean) * scale;
+        return;
+    }
     for (int i = 0; i < N; ++i) o[i] = std::fabs(plane[i] + negMean) * scale;
     if (normalise) normalize_min_max(o, N);
 }

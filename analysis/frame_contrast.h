@@ -32,10 +32,12 @@ void bottom_seeded_contrast(const PlaneImage& image, PlaneImage& out, float frac
 void per_strip_contrast(const PlaneImage& image, PlaneImage* outs, float fraction,
                         bool innerNormalise);
 
+// Each pixel's distance to the model into `out`, normalised or not; with
+// `add`, added to what `out` holds (and not normalised).
 void mahalanobis_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
-                     const PlaneImage& covariance, bool normalise);
+                     const PlaneImage& covariance, bool normalise, bool add = false);
 void scalar_distance_map(const PlaneImage& image, PlaneImage& out, const PlaneImage& mean,
-                         const PlaneImage& variance, bool normalise);
+                         const PlaneImage& variance, bool normalise, bool add = false);
 // Inverse of matrix + ridge * I by Cholesky; a diagonal fallback when even the
 // ridge does not make it positive definite.
 void regularised_inverse(const float* matrix, float* out, int n, float ridge);

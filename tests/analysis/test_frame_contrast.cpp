@@ -103,6 +103,13 @@ TEST(FrameContrast, MahalanobisAcrossBlocks) {
             }
             ASSERT_EQ(out->planes[0][i], std::sqrt(std::max(q, 0.0f))) << i;
         }
+        // Added to what the map holds: each sum as the two maps added after.
+        ScopedPlaneImage sum(W, H, 1);
+        for (int i = 0; i < N; ++i) sum->planes[0][i] = 0.37f * static_cast<float>(i % 97);
+        const std::vector<float> before(sum->planes[0], sum->planes[0] + N);
+        mahalanobis_map(*image, *sum, *mean, *covariance, false, true);
+        for (int i = 0; i < N; ++i)
+            ASSERT_EQ(sum->planes[0][i], before[i] + out->planes[0][i]) << i;
     }
 }
 
