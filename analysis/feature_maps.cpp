@@ -78,11 +78,12 @@ void extract_feature_maps(const uint8_t* pixels, int pixelStride, int width, int
     if (K > 1) {
         ScopedPlaneImage channelScratch(W, H, 1);
         const float alpha = 1.0f / static_cast<float>(K);
+        // Each channel's contrast normalised on its way into the sum.
         for (const PlaneImage& view : split_channels(*smoothPlanes)) {
-            top_seeded_contrast(view, *channelScratch, kSeedFraction, false);
-            scale_accumulate_image(*channelScratch, firstEstimate, alpha);
-            bottom_seeded_contrast(view, *channelScratch, kSeedFraction, false);
-            scale_accumulate_image(*channelScratch, *secondEstimate, alpha);
+            top_seeded_contrast(view, *channelScratch, kSeedFraction, false, false);
+            scale_accumulate_normalised(*channelScratch, firstEstimate, alpha);
+            bottom_seeded_contrast(view, *channelScratch, kSeedFraction, false, false);
+            scale_accumulate_normalised(*channelScratch, *secondEstimate, alpha);
         }
     }
 

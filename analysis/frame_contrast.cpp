@@ -59,7 +59,8 @@ void distance_map(const PlaneImage& image, PlaneImage& out, ModelScratch& model,
 
 // Distance to the lone strip into `out`, plus distance to the pooled others.
 void seeded_contrast(const PlaneImage& image, PlaneImage& out, const RegionRect& alone,
-                     const std::vector<RegionRect>& others, bool innerNormalise) {
+                     const std::vector<RegionRect>& others, bool innerNormalise,
+                     bool normaliseResult) {
     ModelScratch a(image.channels), b(image.channels);
     region_statistics(image, *a.mean, *a.covariance, {alone});
     region_statistics(image, *b.mean, *b.covariance, others);
@@ -72,21 +73,23 @@ void seeded_contrast(const PlaneImage& image, PlaneImage& out, const RegionRect&
         // The second distance added as it is made: no map between.
         distance_map(image, out, b, false, true);
     }
-    normalize_image(out);
+    if (normaliseResult) normalize_image(out);
 }
 
 }  // namespace
 
 void top_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
-                         bool innerNormalise) {
+                         bool innerNormalise, bool normaliseResult) {
     const FrameStrips s = frame_strips(image.width, image.height, fraction);
-    seeded_contrast(image, out, s.top, {s.left, s.right, s.bottom}, innerNormalise);
+    seeded_contrast(image, out, s.top, {s.left, s.right, s.bottom}, innerNormalise,
+                    normaliseResult);
 }
 
 void bottom_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
-                            bool innerNormalise) {
+                            bool innerNormalise, bool normaliseResult) {
     const FrameStrips s = frame_strips(image.width, image.height, fraction);
-    seeded_contrast(image, out, s.bottom, {s.left, s.right, s.top}, innerNormalise);
+    seeded_contrast(image, out, s.bottom, {s.left, s.right, s.top}, innerNormalise,
+                    normaliseResult);
 }
 
 void per_strip_contrast(const PlaneImage& image, PlaneImage* outs, float fraction,

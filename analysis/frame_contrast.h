@@ -22,12 +22,13 @@ FrameStrips frame_strips(int width, int height, float fraction);
 std::vector<int32_t> frame_strip_rows(int width, int height,
                                       std::initializer_list<float> fractions);
 
-// Distance to the top strip plus distance to the other three pooled, normalised.
+// Distance to the top strip plus distance to the other three pooled,
+// normalised unless `normaliseResult` is false.
 void top_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
-                         bool innerNormalise);
+                         bool innerNormalise, bool normaliseResult = true);
 // The same with the bottom strip standing alone.
 void bottom_seeded_contrast(const PlaneImage& image, PlaneImage& out, float fraction,
-                            bool innerNormalise);
+                            bool innerNormalise, bool normaliseResult = true);
 // Distance to each strip alone, into outs[0..3] in the order top, bottom, left, right.
 void per_strip_contrast(const PlaneImage& image, PlaneImage* outs, float fraction,
                         bool innerNormalise);

@@ -209,13 +209,26 @@ void region_statistics(const PlaneImage& image, PlaneImage& mean, PlaneImage& co
     }
 }
 
-void normalize_min_max(float* data, int count) {
-    if (count <= 0) return;
+namespace {
+
+// The shift and scale of a min-max normalisation (count > 0).
+struct MinMaxScaling {
+    float low, scale;
+};
+
+MinMaxScaling min_max_scaling(const float* data, int count) {
     const auto [imax, imin] = magnitude_extremes(data, count);
     const float low = data[imin];
     // The range between the two values as they are after the shift.
     const float range = (data[imax] - low) - (data[imin] - low);
-    const float scale = 1.0f / std::max(range, 1e-5f);
+    return {low, 1.0f / std::max(range, 1e-5f)};
+}
+
+}  // namespace
+
+void normalize_min_max(float* data, int count) {
+    if (count <= 0) return;
+    const auto [low, scale] = min_max_scaling(data, count);
     // Shift and scale in one pass, each rounded as in two. A zero scale
     // (an infinite range) clears, as BLAS's scaling by zero does.
     if (scale == 0.0f) {
@@ -277,12 +290,17 @@ void multiply_images(const PlaneImage& a, const PlaneImage& b, PlaneImage& out) 
     vs_mul(a.planeSize, a.planes[0], b.planes[0], out.planes[0]);
 }
 
-void scale_accumulate_image(const PlaneImage& source, PlaneImage& target, float alpha) {
-    // y + (alpha x), each rounded: no fused multiply-add, so that the sums do
-    // not depend on which kernel a BLAS picks for the processor.
+void scale_accumulate_normalised(const PlaneImage& source, PlaneImage& target, float alpha) {
+    const int n = source.planeSize;
+    if (n <= 0) return;
+    const auto [low, scale] = min_max_scaling(source.planes[0], n);
     const float* x = source.planes[0];
     float* y = target.planes[0];
-    for (int i = 0; i < source.planeSize; ++i) y[i] = y[i] + alpha * x[i];
+    if (scale == 0.0f) {
+        for (int i = 0; i < n; ++i) y[i] = y[i] + alpha * 0.0f;
+        return;
+    }
+    for (int i = 0; i < n; ++i) y[i] = y[i] + alpha * ((x[i] - low) * scale);
 }
 
 }  // namespace smartCrop

@@ -81,7 +81,9 @@ void smooth_planes(const PlaneImage& source, PlaneImage& target, double sigma);
 
 void accumulate_image(const PlaneImage& source, PlaneImage& target);
 void multiply_images(const PlaneImage& a, const PlaneImage& b, PlaneImage& out);
-void scale_accumulate_image(const PlaneImage& source, PlaneImage& target, float alpha);
+// target += alpha * (source as normalize_image would leave it), the same
+// bits in one pass; the source is left as it was.
+void scale_accumulate_normalised(const PlaneImage& source, PlaneImage& target, float alpha);
 
 }  // namespace smartCrop
 

@@ -116,6 +116,29 @@ TEST(PlaneImage, NormalizeMinMax) {
     normalize_min_max(spread, 0);  // an empty array is left alone
 }
 
+// Normalised on its way into a weighted sum: the bits of normalising first,
+// for spread values, a constant (the range floor) and an infinite range
+// (which clears).
+TEST(PlaneImage, ScaleAccumulateNormalised) {
+    const std::vector<std::vector<float>> sources = {
+        {3.5f, -1.25f, 7.0f, 0.1f, 2.0f},
+        {4.0f, 4.0f, 4.0f, 4.0f, 4.0f},
+        {1.0f, std::numeric_limits<float>::infinity(), 0.0f, 2.0f, 5.0f}};
+    for (const std::vector<float>& values : sources) {
+        std::vector<float> source = values, target = {0.3f, -0.0f, 1.7f, 2.9f, -4.1f};
+        std::vector<float> normalised = values, expected = target;
+        normalize_min_max(normalised.data(), 5);
+        for (int i = 0; i < 5; ++i) expected[i] = expected[i] + 0.33333334f * normalised[i];
+        PlaneImage in = wrap_plane(5, 1, source.data()), out = wrap_plane(5, 1, target.data());
+        scale_accumulate_normalised(in, out, 0.33333334f);
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(std::signbit(target[i]), std::signbit(expected[i])) << i;
+            EXPECT_EQ(target[i], expected[i]) << i;
+        }
+        EXPECT_EQ(source, values);  // left as it was
+    }
+}
+
 // The normalisations find their extremes as BLAS's isamax and isamin do: the
 // first of equal magnitudes, whatever the sign, at every length and place
 // (vector bodies and scalar tails), and BLAS's own answer where a NaN is.
