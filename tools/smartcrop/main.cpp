@@ -215,9 +215,7 @@ int main(int argc, char** argv) {
     // Parallelism is -j's alone: OpenCV's pool would otherwise put the host
     // layer's resizes on threads nobody asked for.
     cv::setNumThreads(1);
-    // Room for one analysis per thread, up to sixteen: address space only,
-    // but not gigabytes of it for a large -j.
-    cli::use_huge_page_heap((size_t{64} << 20) * static_cast<size_t>(std::clamp(o.jobs, 1, 16)));
+    cli::keep_heap();
     if (!o.formatGiven) o.format = isatty(STDOUT_FILENO) ? cli::Format::Table : cli::Format::Json;
     if (o.request.faces) {
         const std::string config = o.models.empty() ? installed_detector() : o.models;
