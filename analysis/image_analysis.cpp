@@ -81,9 +81,13 @@ void resize_sources(const uint8_t* pixels, ImageAnalysis& a, HighCopy high) {
 void extract_maps(const SmartCropParams& params, const std::vector<RectOfInterest>& rects,
                   ImageAnalysis& a) {
     const int W = a.workWidth, H = a.workHeight;
-    for (FloatMap* m :
-         {&a.saliencyMap, &a.edgeMap, &a.saliencyMask, &a.contrastMap, &a.contrastPeakMap,
-          &a.borderMaps[0], &a.borderMaps[1], &a.borderMaps[2], &a.borderMaps[3]}) {
+    // Every map the tables are made from, side by side in the order the
+    // tables free them (the gradient's too, made later): freed maps then
+    // leave holes as large as tables, and the scratch of the maps above
+    // them is one region the tables can fill.
+    for (FloatMap* m : {&a.saliencyMap, &a.edgeMap, &a.saliencyMask, &a.contrastMap,
+                        &a.contrastPeakMap, &a.gradientMap, &a.borderMaps[0], &a.borderMaps[1],
+                        &a.borderMaps[2], &a.borderMaps[3]}) {
         m->resize(H, W);
     }
     float* const outputs[7] = {a.saliencyMap.data.data(),   a.edgeMap.data.data(),
