@@ -8,11 +8,20 @@
 #ifndef SMARTCROP_TOOLS_SMARTCROP_HEAP_POLICY_H
 #define SMARTCROP_TOOLS_SMARTCROP_HEAP_POLICY_H
 
+#include <cstdint>
+
 namespace cli {
 
 // Call first in main, before the heap grows. A no-op where the C library
 // lacks the means; the program's answers are the same either way.
 void keep_heap();
+
+// Faults in, in one call, the heap that the analysis of a decoded picture of
+// `width` by `height` pixels is about to write, so that the kernel maps its
+// pages in bulk instead of trapping once per 4 KiB page (34 MB: 9 ms instead
+// of 15 here). Grows only: what an earlier picture faulted in stays, so a
+// batch pays once. A no-op where the kernel lacks the means.
+void prefault_heap_for(uint32_t width, uint32_t height);
 
 }  // namespace cli
 

@@ -78,7 +78,9 @@ Result process(const cli::Options& o, size_t index, const std::string& stem) {
         // Crops are cut from full-resolution pixels: they want the full
         // decode, which the pixel limit bounds.
         decoding.reducedLongSide = o.cropsDir.empty() ? host::reduced_long_side(o.request) : 0;
-        const host::AnalysedImage image(host::decode_file(result.file, decoding), o.request);
+        host::DecodedImage decoded = host::decode_file(result.file, decoding);
+        cli::prefault_heap_for(decoded.width, decoded.height);
+        const host::AnalysedImage image(std::move(decoded), o.request);
         result.answer = image.suggest();
         result.width = image.full_width();
         result.height = image.full_height();
