@@ -56,8 +56,8 @@ void extract_feature_maps(const uint8_t* pixels, int pixelStride, int width, int
     ScopedPlaneImage secondEstimate(W, H, 1);
     ScopedPlaneImage smoothPlanes(W, H, K);
     smooth_planes(*colourPlanes, *smoothPlanes, static_cast<double>(0.7f));
-    // Only the frame strips are ever summed: their rows are all the tables keep.
-    build_region_integrals(*smoothPlanes, frame_strip_rows(W, H, {kSeedFraction, kStripFraction}));
+    // Only the frame strips are ever summed: their lines are all the tables keep.
+    build_region_integrals(*smoothPlanes, frame_strip_lines(W, H, {kSeedFraction, kStripFraction}));
 
     const cv::Mat colour(H, W, CV_8UC3, const_cast<uint8_t*>(pixels));
     const cv::Mat saliencyMat = compute_mbd_saliency(colour, false);

@@ -26,17 +26,18 @@ FrameStrips frame_strips(int width, int height, float fraction) {
     return s;
 }
 
-std::vector<int32_t> frame_strip_rows(int width, int height,
-                                      std::initializer_list<float> fractions) {
-    std::vector<int32_t> rows;
+TableLines frame_strip_lines(int width, int height, std::initializer_list<float> fractions) {
+    TableLines lines;
     for (float fraction : fractions) {
         const FrameStrips s = frame_strips(width, height, fraction);
         for (const RegionRect& r : {s.top, s.bottom, s.left, s.right}) {
-            rows.push_back(r.y0);
-            rows.push_back(r.y1 + 1);
+            lines.rows.push_back(r.y0);
+            lines.rows.push_back(r.y1 + 1);
+            lines.cols.push_back(r.x0);
+            lines.cols.push_back(r.x1 + 1);
         }
     }
-    return rows;
+    return lines;
 }
 
 namespace {

@@ -18,9 +18,8 @@ struct FrameStrips {
 
 // The four strips of a width x height image, `fraction` of the short side thick.
 FrameStrips frame_strips(int width, int height, float fraction);
-// The summed-area table rows that the strips of these fractions read.
-std::vector<int32_t> frame_strip_rows(int width, int height,
-                                      std::initializer_list<float> fractions);
+// The summed-area table lines that the strips of these fractions read.
+TableLines frame_strip_lines(int width, int height, std::initializer_list<float> fractions);
 
 // Distance to the top strip plus distance to the other three pooled,
 // normalised unless `normaliseResult` is false.

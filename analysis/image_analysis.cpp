@@ -85,9 +85,9 @@ void extract_maps(const SmartCropParams& params, const std::vector<RectOfInteres
     // tables free them (the gradient's too, made later): freed maps then
     // leave holes as large as tables, and the scratch of the maps above
     // them is one region the tables can fill.
-    for (FloatMap* m : {&a.saliencyMap, &a.edgeMap, &a.saliencyMask, &a.contrastMap,
-                        &a.contrastPeakMap, &a.gradientMap, &a.borderMaps[0], &a.borderMaps[1],
-                        &a.borderMaps[2], &a.borderMaps[3]}) {
+    for (FloatMap* m :
+         {&a.saliencyMap, &a.edgeMap, &a.saliencyMask, &a.contrastMap, &a.contrastPeakMap,
+          &a.gradientMap, &a.borderMaps[0], &a.borderMaps[1], &a.borderMaps[2], &a.borderMaps[3]}) {
         m->resize(H, W);
     }
     float* const outputs[7] = {a.saliencyMap.data.data(),   a.edgeMap.data.data(),

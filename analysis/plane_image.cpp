@@ -49,6 +49,7 @@ void release_image(PlaneImage& image) {
     image.integrals.clear();
     image.crossIntegrals.clear();
     image.integralRows.clear();
+    image.integralCols.clear();
     image.integralsReady = 0;
 }
 
@@ -62,64 +63,94 @@ struct TableSource {
 };
 
 // T tables side by side: row prefix sums of each table's values, accumulated
-// down the columns. Only the kept rows are stored (one running row is enough
-// to make the others), with the same additions in the same order as a whole
-// table. Each row's prefix sums are a chain of dependent additions, and T
-// chains interleaved keep the adder busy.
+// down the columns. Only the kept lines are stored: one running row at the
+// kept columns makes them, with the same additions in the same order as a
+// whole table. Each row's prefix sums are a chain of dependent additions;
+// two rows of T tables, 2T chains interleaved, keep the adder busy.
 template <int T, bool kProducts>
-void fill_tables(const TableSource* sources, const std::vector<int32_t>& rows, int width,
-                 int height) {
-    const int stride = width + 1;
-    std::vector<float> running(static_cast<size_t>(T) * stride, 0.0f);
+void fill_tables(const TableSource* sources, const TableLines& lines, int width, int height) {
+    const std::vector<int32_t>& rows = lines.rows;
+    const std::vector<int32_t>& cols = lines.cols;
+    const size_t C = cols.size();
+    std::vector<float> running(static_cast<size_t>(T) * C, 0.0f);
     const float* a[T];
     const float* b[T];
     float* run[T];
     for (int t = 0; t < T; ++t) {
         a[t] = sources[t].a;
         b[t] = sources[t].b;
-        run[t] = &running[static_cast<size_t>(t) * stride];
+        run[t] = &running[static_cast<size_t>(t) * C];
     }
+    const auto value = [&](int t, size_t i) { return kProducts ? a[t][i] * b[t][i] : a[t][i]; };
+    // The kept table row for line y, or null.
     size_t next = 0;
-    auto keep = [&](int y) {
-        if (next < rows.size() && rows[next] == y) {
-            for (int t = 0; t < T; ++t)
-                std::copy_n(run[t], stride, sources[t].table + next * stride);
-            ++next;
-        }
+    const auto kept = [&](int y, int t) -> float* {
+        return next < rows.size() && rows[next] == y ? sources[t].table + next * C : nullptr;
     };
-    keep(0);
-    for (int y = 0; y < height; ++y) {
-        float sums[T] = {};
-        const size_t offset = static_cast<size_t>(y) * width;
-        for (int x = 0; x < width; ++x) {
-            const size_t i = offset + x;
+    for (int t = 0; t < T; ++t)
+        if (float* out = kept(0, t)) std::copy_n(run[t], C, out);
+    if (!rows.empty() && rows[0] == 0) ++next;
+    for (int y = 0; y < height; y += 2) {
+        const bool pair = y + 1 < height;
+        float upper[T] = {}, lower[T] = {};
+        const size_t i0 = static_cast<size_t>(y) * width, i1 = i0 + width;
+        float* keepUpper[T];
+        float* keepLower[T];
+        for (int t = 0; t < T; ++t) keepUpper[t] = kept(y + 1, t);
+        if (keepUpper[0] != nullptr) ++next;
+        for (int t = 0; t < T; ++t) keepLower[t] = pair ? kept(y + 2, t) : nullptr;
+        if (keepLower[0] != nullptr) ++next;
+        int x = 0;
+        for (size_t k = 0; k < C; ++k) {
+            const int end = std::min(cols[k], width);
+            if (pair) {
+                for (; x < end; ++x) {
+                    for (int t = 0; t < T; ++t) {
+                        upper[t] += value(t, i0 + x);
+                        lower[t] += value(t, i1 + x);
+                    }
+                }
+            } else {
+                for (; x < end; ++x)
+                    for (int t = 0; t < T; ++t) upper[t] += value(t, i0 + x);
+            }
             for (int t = 0; t < T; ++t) {
-                sums[t] += kProducts ? a[t][i] * b[t][i] : a[t][i];
                 // The first row is the prefix itself; below it, prefix + above.
-                run[t][x + 1] = y == 0 ? sums[t] : sums[t] + run[t][x + 1];
+                float r = y == 0 ? upper[t] : upper[t] + run[t][k];
+                if (keepUpper[t] != nullptr) keepUpper[t][k] = r;
+                if (pair) {
+                    r = lower[t] + r;
+                    if (keepLower[t] != nullptr) keepLower[t][k] = r;
+                }
+                run[t][k] = r;
             }
         }
-        keep(y + 1);
     }
 }
 
 // All tables of one kind, three at a time.
 template <bool kProducts>
-void fill_tables(const std::vector<TableSource>& sources, const std::vector<int32_t>& rows,
-                 int width, int height) {
+void fill_tables(const std::vector<TableSource>& sources, const TableLines& lines, int width,
+                 int height) {
     size_t t = 0;
     for (; t + 3 <= sources.size(); t += 3)
-        fill_tables<3, kProducts>(&sources[t], rows, width, height);
-    for (; t < sources.size(); ++t) fill_tables<1, kProducts>(&sources[t], rows, width, height);
+        fill_tables<3, kProducts>(&sources[t], lines, width, height);
+    for (; t < sources.size(); ++t) fill_tables<1, kProducts>(&sources[t], lines, width, height);
+}
+
+// The position of `line` among the kept ones; throws when it was not kept.
+size_t kept_index(const std::vector<int32_t>& kept, int line, const char* what) {
+    const auto it = std::lower_bound(kept.begin(), kept.end(), line);
+    if (it == kept.end() || *it != line)
+        throw std::logic_error(std::string("region_statistics(): table ") + what + " " +
+                               std::to_string(line) + " was not kept");
+    return static_cast<size_t>(it - kept.begin());
 }
 
 float table_value(const PlaneImage& image, const float* table, int row, int col) {
-    const auto& rows = image.integralRows;
-    const auto it = std::lower_bound(rows.begin(), rows.end(), row);
-    if (it == rows.end() || *it != row)
-        throw std::logic_error("region_statistics(): table row " + std::to_string(row) +
-                               " was not kept");
-    return table[static_cast<size_t>(it - rows.begin()) * (image.width + 1) + col];
+    const size_t r = kept_index(image.integralRows, row, "row");
+    const size_t c = kept_index(image.integralCols, col, "column");
+    return table[r * image.integralCols.size() + c];
 }
 
 float table_sum(const PlaneImage& image, const float* table, const RegionRect& r) {
@@ -129,21 +160,35 @@ float table_sum(const PlaneImage& image, const float* table, const RegionRect& r
 
 }  // namespace
 
-void build_region_integrals(PlaneImage& image) {
-    std::vector<int32_t> rows(static_cast<size_t>(image.height) + 1);
-    for (size_t y = 0; y < rows.size(); ++y) rows[y] = static_cast<int32_t>(y);
-    build_region_integrals(image, std::move(rows));
+namespace {
+
+// Sorted, once each, and inside the table (0 to size).
+std::vector<int32_t> table_lines(std::vector<int32_t> lines, int size) {
+    std::sort(lines.begin(), lines.end());
+    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+    lines.erase(
+        std::remove_if(lines.begin(), lines.end(), [&](int32_t v) { return v < 0 || v > size; }),
+        lines.end());
+    return lines;
 }
 
-void build_region_integrals(PlaneImage& image, std::vector<int32_t> rows) {
-    std::sort(rows.begin(), rows.end());
-    rows.erase(std::unique(rows.begin(), rows.end()), rows.end());
-    rows.erase(std::remove_if(rows.begin(), rows.end(),
-                              [&](int32_t y) { return y < 0 || y > image.height; }),
-               rows.end());
-    image.integralRows = std::move(rows);
+std::vector<int32_t> every_line(int size) {
+    std::vector<int32_t> lines(static_cast<size_t>(size) + 1);
+    for (size_t v = 0; v < lines.size(); ++v) lines[v] = static_cast<int32_t>(v);
+    return lines;
+}
+
+}  // namespace
+
+void build_region_integrals(PlaneImage& image) {
+    build_region_integrals(image, {every_line(image.height), every_line(image.width)});
+}
+
+void build_region_integrals(PlaneImage& image, TableLines lines) {
+    image.integralRows = table_lines(std::move(lines.rows), image.height);
+    image.integralCols = table_lines(std::move(lines.cols), image.width);
     image.integralsReady = 1;
-    const size_t tableSize = image.integralRows.size() * (image.width + 1);
+    const size_t tableSize = image.integralRows.size() * image.integralCols.size();
     for (float*& t : image.integrals) {
         aligned_free(t);
         t = nullptr;
@@ -162,8 +207,9 @@ void build_region_integrals(PlaneImage& image, std::vector<int32_t> rows) {
         for (int j = i; j < K; ++j, ++k)
             products.push_back({image.planes[i], image.planes[j], image.crossIntegrals[k]});
     }
-    fill_tables<false>(planes, image.integralRows, image.width, image.height);
-    fill_tables<true>(products, image.integralRows, image.width, image.height);
+    const TableLines kept{image.integralRows, image.integralCols};
+    fill_tables<false>(planes, kept, image.width, image.height);
+    fill_tables<true>(products, kept, image.width, image.height);
 }
 
 std::vector<PlaneImage> split_channels(const PlaneImage& image) {
@@ -177,6 +223,7 @@ std::vector<PlaneImage> split_channels(const PlaneImage& image) {
         view.height = image.height;
         view.planeSize = image.planeSize;
         view.integralRows = image.integralRows;
+        view.integralCols = image.integralCols;
         view.integralsReady = image.integralsReady;
         view.channels = 1;
         views.push_back(view);

@@ -17,9 +17,9 @@ struct PlaneImage {
     std::vector<float*> planes;
     std::vector<float*> integrals;       // one table per plane, or null
     std::vector<float*> crossIntegrals;  // one table per unordered pair (i <= j), or null
-    // The rows of the (width+1) x (height+1) tables that were kept, ascending;
-    // the tables hold these rows only.
-    std::vector<int32_t> integralRows;
+    // The rows and columns of the (width+1) x (height+1) tables that were
+    // kept, ascending; the tables hold the values where these cross only.
+    std::vector<int32_t> integralRows, integralCols;
     int32_t width = 0;
     int32_t height = 0;
     int32_t channels = 0;
@@ -60,11 +60,15 @@ inline int self_product_index(int channels, int c) {
     return (channels + 1) * c - ((c + 1) * c) / 2;
 }
 
-// Tables keeping every row, or only `rows` (table rows: a rectangle over
-// rows y0..y1 reads rows y0 and y1 + 1). The values kept are the full
-// tables' bit for bit.
+// Lines of a summed-area table: a rectangle over rows y0..y1 and columns
+// x0..x1 reads rows y0 and y1 + 1 and columns x0 and x1 + 1.
+struct TableLines {
+    std::vector<int32_t> rows, cols;
+};
+// Tables keeping every line, or only where `lines` cross. The values kept
+// are the full tables' bit for bit.
 void build_region_integrals(PlaneImage& image);
-void build_region_integrals(PlaneImage& image, std::vector<int32_t> rows);
+void build_region_integrals(PlaneImage& image, TableLines lines);
 std::vector<PlaneImage> split_channels(const PlaneImage& image);
 // Pooled mean (K x 1) and population covariance (K x K) over the rects; a
 // pixel in two rects counts twice. Throws std::logic_error when a rect needs

@@ -44,7 +44,7 @@ void BM_FrameContrast(benchmark::State& state) {
 BENCHMARK(BM_FrameContrast)->Unit(benchmark::kMillisecond);
 
 // The colour and cross-product tables the frame contrasts read, keeping the
-// strips' rows as the analysis does.
+// strips' lines as the analysis does.
 void BM_RegionIntegrals(benchmark::State& state) {
     const cv::Mat image = three_channel();
     smartCrop::ScopedPlaneImage planes(kWidth, kHeight, 3);
@@ -53,7 +53,7 @@ void BM_RegionIntegrals(benchmark::State& state) {
     }
     for (auto _ : state) {
         smartCrop::build_region_integrals(
-            *planes, smartCrop::frame_strip_rows(kWidth, kHeight, {0.25f, 0.2f}));
+            *planes, smartCrop::frame_strip_lines(kWidth, kHeight, {0.25f, 0.2f}));
         benchmark::DoNotOptimize(planes->integrals[0][0]);
     }
 }

@@ -73,9 +73,9 @@ TEST(PlaneImage, PooledStatisticsCountCornersTwice) {
     EXPECT_NEAR(v1->planes[0][0], 0.56f, kStatTolerance);
 }
 
-// Tables keeping only some rows give the whole tables' statistics bit for bit
-// over rectangles between kept rows, and refuse any other.
-TEST(PlaneImage, KeptRowsOnly) {
+// Tables keeping only some lines give the whole tables' statistics bit for
+// bit over rectangles between kept lines, and refuse any other.
+TEST(PlaneImage, KeptLinesOnly) {
     const int W = 37, H = 23;
     ScopedPlaneImage full(W, H, 3);
     for (int c = 0; c < 3; ++c)
@@ -84,10 +84,29 @@ TEST(PlaneImage, KeptRowsOnly) {
     ScopedPlaneImage sparse(W, H, 3);
     for (int c = 0; c < 3; ++c) std::copy_n(full->planes[c], W * H, sparse->planes[c]);
     build_region_integrals(*full);
-    build_region_integrals(*sparse, {H, 5, 0, 17, 5, -3, H + 4});
-    EXPECT_EQ(sparse->integralRows, (std::vector<int32_t>{0, 5, 17, H}));
-    const std::vector<RegionRect> rects{
-        {0, 0, W - 1, 4, 5 * W}, {3, 5, 20, 16, 18 * 12}, {0, 17, W - 1, H - 1, W * (H - 17)}};
+    // Line 18 follows the second row of a pair, 5 and 17 the first.
+    build_region_integrals(*sparse,
+                           {{H, 5, 0, 17, 18, 5, -3, H + 4}, {21, 0, W, 3, W + 1, -2, 21}});
+    EXPECT_EQ(sparse->integralRows, (std::vector<int32_t>{0, 5, 17, 18, H}));
+    EXPECT_EQ(sparse->integralCols, (std::vector<int32_t>{0, 3, 21, W}));
+    // The whole tables against their definition, row by row: each row's
+    // running sum from the left, plus the line above (the first row alone).
+    for (int c = 0; c < 3; ++c) {
+        std::vector<float> run(W + 1, 0.0f);
+        for (int y = 0; y < H; ++y) {
+            float sum = 0.0f;
+            for (int x = 0; x < W; ++x) {
+                sum += full->planes[c][y * W + x];
+                run[x + 1] = y == 0 ? sum : sum + run[x + 1];
+            }
+            for (int x = 0; x <= W; ++x)
+                ASSERT_EQ(full->integrals[c][(y + 1) * (W + 1) + x], run[x]) << c << " " << y;
+        }
+    }
+    const std::vector<RegionRect> rects{{0, 0, W - 1, 4, 5 * W},
+                                        {3, 5, 20, 16, 18 * 12},
+                                        {0, 17, W - 1, H - 1, W * (H - 17)},
+                                        {3, 0, W - 1, 17, (W - 3) * 18}};
     ScopedPlaneImage m1(3, 1, 1), c1(3, 3, 1), m2(3, 1, 1), c2(3, 3, 1);
     region_statistics(*full, *m1, *c1, rects);
     region_statistics(*sparse, *m2, *c2, rects);
@@ -102,6 +121,10 @@ TEST(PlaneImage, KeptRowsOnly) {
                   region_statistics(*sparse, *m2, *c2, {{0, 0, 3, 3, 16}});
               }),
               "region_statistics(): table row 4 was not kept");
+    EXPECT_EQ(test::FailureOf([&] {
+                  region_statistics(*sparse, *m2, *c2, {{0, 0, 3, 4, 20}});
+              }),
+              "region_statistics(): table column 4 was not kept");
 }
 
 TEST(PlaneImage, NormalizeMinMax) {
