@@ -10,8 +10,8 @@ namespace smartCrop {
 
 void threshold_relative(FloatMap& map, float fraction) {
     if (map.empty()) return;
-    const size_t index = largest_magnitude(map.data.data(), static_cast<int>(map.size()));
-    const float t = fraction * map.data[index];
+    const float t =
+        fraction * magnitude_extremes(map.data.data(), static_cast<int>(map.size())).largest;
     cv::Mat m = map_view(map);
     cv::threshold(m, m, t, 0.0, cv::THRESH_TOZERO);
 }

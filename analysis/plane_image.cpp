@@ -264,10 +264,9 @@ struct MinMaxScaling {
 };
 
 MinMaxScaling min_max_scaling(const float* data, int count) {
-    const auto [imax, imin] = magnitude_extremes(data, count);
-    const float low = data[imin];
+    const auto [high, low] = magnitude_extremes(data, count);
     // The range between the two values as they are after the shift.
-    const float range = (data[imax] - low) - (data[imin] - low);
+    const float range = (high - low) - (low - low);
     return {low, 1.0f / std::max(range, 1e-5f)};
 }
 

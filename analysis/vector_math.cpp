@@ -55,7 +55,7 @@ namespace {
 
 struct MagnitudeRange {
     float largest = 0.0f, smallest = std::numeric_limits<float>::infinity();
-    bool nan = false;
+    bool nan = false, signed_ = false;  // any NaN; any sign bit set (-0 too)
 };
 
 // The first index at or after `i` whose magnitude is m (one that is there).
@@ -69,6 +69,7 @@ MagnitudeRange magnitude_range_plain(const float* x, size_t n) {
     for (size_t i = 0; i < n; ++i) {
         const float a = std::fabs(x[i]);
         if (a != a) r.nan = true;
+        if (std::signbit(x[i])) r.signed_ = true;
         if (a > r.largest) r.largest = a;
         if (a < r.smallest) r.smallest = a;
     }
@@ -77,16 +78,18 @@ MagnitudeRange magnitude_range_plain(const float* x, size_t n) {
 
 #if defined(__x86_64__) && defined(__GNUC__)
 // Eight lanes, two vectors at a time; a NaN in any lane is noted, as the
-// minimum and maximum instructions would pass over it.
+// minimum and maximum instructions would pass over it, and so is any sign.
 __attribute__((target("avx2"))) MagnitudeRange magnitude_range_avx2(const float* x, size_t n) {
     const __m256 sign = _mm256_set1_ps(-0.0f);
     __m256 hi0 = _mm256_setzero_ps(), hi1 = hi0;
     __m256 lo0 = _mm256_set1_ps(std::numeric_limits<float>::infinity()), lo1 = lo0;
-    __m256 nan = _mm256_setzero_ps();
+    __m256 nan = _mm256_setzero_ps(), signs = _mm256_setzero_ps();
     size_t i = 0;
     for (; i + 16 <= n; i += 16) {
-        const __m256 a = _mm256_andnot_ps(sign, _mm256_loadu_ps(x + i));
-        const __m256 b = _mm256_andnot_ps(sign, _mm256_loadu_ps(x + i + 8));
+        const __m256 rawA = _mm256_loadu_ps(x + i), rawB = _mm256_loadu_ps(x + i + 8);
+        signs = _mm256_or_ps(signs, _mm256_or_ps(rawA, rawB));
+        const __m256 a = _mm256_andnot_ps(sign, rawA);
+        const __m256 b = _mm256_andnot_ps(sign, rawB);
         hi0 = _mm256_max_ps(hi0, a);
         hi1 = _mm256_max_ps(hi1, b);
         lo0 = _mm256_min_ps(lo0, a);
@@ -98,6 +101,7 @@ __attribute__((target("avx2"))) MagnitudeRange magnitude_range_avx2(const float*
     _mm256_store_ps(l, _mm256_min_ps(lo0, lo1));
     MagnitudeRange r = magnitude_range_plain(x + i, n - i);
     r.nan = r.nan || _mm256_movemask_ps(nan) != 0;
+    r.signed_ = r.signed_ || _mm256_movemask_ps(signs) != 0;
     for (int k = 0; k < 8; ++k) {
         if (h[k] > r.largest) r.largest = h[k];
         if (l[k] < r.smallest) r.smallest = l[k];
@@ -117,42 +121,42 @@ __attribute__((target("avx2"))) size_t find_magnitude_avx2(const float* x, size_
 }
 #endif
 
-const bool kAvx2 =
+// Asked on first use rather than while the library loads, when the
+// processor's features may not have been read yet.
+bool has_avx2() {
 #if defined(__x86_64__) && defined(__GNUC__)
-    __builtin_cpu_supports("avx2");
+    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
+    return yes;
 #else
-    false;
+    return false;
 #endif
+}
 
 MagnitudeRange magnitude_range(const float* x, size_t n) {
 #if defined(__x86_64__) && defined(__GNUC__)
-    if (kAvx2) return magnitude_range_avx2(x, n);
+    if (has_avx2()) return magnitude_range_avx2(x, n);
 #endif
     return magnitude_range_plain(x, n);
 }
 
 size_t find_magnitude(const float* x, size_t n, float m) {
 #if defined(__x86_64__) && defined(__GNUC__)
-    if (kAvx2) return find_magnitude_avx2(x, n, m);
+    if (has_avx2()) return find_magnitude_avx2(x, n, m);
 #endif
     return find_magnitude_plain(x, 0, m);
 }
 
 }  // namespace
 
-MagnitudeIndices magnitude_extremes(const float* x, int n) {
+MagnitudeExtremes magnitude_extremes(const float* x, int n) {
     const size_t count = static_cast<size_t>(n);
     const MagnitudeRange r = magnitude_range(x, count);
     // With a NaN the answer is whatever BLAS's kernel makes of it.
-    if (r.nan) return {cblas_isamax(n, x, 1), cblas_isamin(n, x, 1)};
-    return {find_magnitude(x, count, r.largest), find_magnitude(x, count, r.smallest)};
-}
-
-size_t largest_magnitude(const float* x, int n) {
-    const size_t count = static_cast<size_t>(n);
-    const MagnitudeRange r = magnitude_range(x, count);
-    if (r.nan) return cblas_isamax(n, x, 1);
-    return find_magnitude(x, count, r.largest);
+    if (r.nan) return {x[cblas_isamax(n, x, 1)], x[cblas_isamin(n, x, 1)]};
+    // Without a sign anywhere each magnitude is its element; with one, the
+    // first element of that magnitude says whether it is +m or -m.
+    if (!r.signed_) return {r.largest, r.smallest};
+    return {x[find_magnitude(x, count, r.largest)], x[find_magnitude(x, count, r.smallest)]};
 }
 
 }  // namespace smartCrop

@@ -21,15 +21,14 @@ void vs_powx(int n, const float* a, float exponent, float* out);
 void vs_l1(int n, const float* a, const float* b, float* out);
 void vs_add_l1(int n, const float* a, const float* b, float* acc);
 
-// The first index of the largest and of the smallest magnitude among
-// x[0..n), n > 0: what BLAS's isamax and isamin return, in one pass over the
-// data and a search instead of two passes that track indices.
-struct MagnitudeIndices {
-    size_t largest, smallest;
+// The elements of the largest and of the smallest magnitude among x[0..n),
+// n > 0, the first of each where several share it: x[isamax] and x[isamin]
+// in BLAS's terms. One pass over the data, and a search only where some
+// element carries a sign (then whether +m or -m comes first matters).
+struct MagnitudeExtremes {
+    float largest, smallest;
 };
-MagnitudeIndices magnitude_extremes(const float* x, int n);
-// The same for the largest alone.
-size_t largest_magnitude(const float* x, int n);
+MagnitudeExtremes magnitude_extremes(const float* x, int n);
 
 }  // namespace smartCrop
 

@@ -3,6 +3,7 @@
 
 #include <cblas.h>
 
+#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
@@ -162,26 +163,44 @@ TEST(PlaneImage, ScaleAccumulateNormalised) {
     }
 }
 
-// The normalisations find their extremes as BLAS's isamax and isamin do: the
-// first of equal magnitudes, whatever the sign, at every length and place
-// (vector bodies and scalar tails), and BLAS's own answer where a NaN is.
+// The normalisations take the elements BLAS's isamax and isamin point at:
+// the first of equal magnitudes, whatever the sign (-0 and +0 included), at
+// every length and place (vector bodies and scalar tails), without signs at
+// all (no search), and BLAS's own answer where a NaN is.
 TEST(PlaneImage, MagnitudeExtremesAsBlas) {
     std::mt19937 random(7);
-    const float values[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, -2.5f, 2.5f, 1e-30f, 3e38f};
+    const float values[] = {0.0f, 1.0f, 0.5f, 2.5f, -0.0f, -1.0f, -2.5f, 1e-30f, 3e38f};
+    const auto bits = [](float v) {
+        uint32_t b;
+        std::memcpy(&b, &v, sizeof b);
+        return b;
+    };
     for (int n : {1, 2, 7, 8, 15, 16, 17, 33, 100, 1000, 100003}) {
-        for (int trial = 0; trial < 20; ++trial) {
+        for (int trial = 0; trial < 24; ++trial) {
             std::vector<float> x(n);
-            // Few distinct values, so that ties are the rule; some trials
-            // without the extreme ones, so that they fall anywhere.
-            const int distinct = 2 + trial % 7;
+            // Few distinct values, so that ties are the rule; the first four
+            // carry no sign; some trials without the extreme ones, so that
+            // they fall anywhere.
+            const int distinct = trial % 3 == 0 ? 4 : 2 + trial % 8;
             for (float& v : x) v = values[random() % distinct];
             if (trial % 5 == 4) x[random() % n] = std::numeric_limits<float>::infinity();
             if (trial % 10 == 9) x[random() % n] = std::numeric_limits<float>::quiet_NaN();
-            const MagnitudeIndices found = magnitude_extremes(x.data(), n);
-            ASSERT_EQ(found.largest, cblas_isamax(n, x.data(), 1)) << n << " " << trial;
-            ASSERT_EQ(found.smallest, cblas_isamin(n, x.data(), 1)) << n << " " << trial;
-            ASSERT_EQ(largest_magnitude(x.data(), n), found.largest);
+            const MagnitudeExtremes found = magnitude_extremes(x.data(), n);
+            ASSERT_EQ(bits(found.largest), bits(x[cblas_isamax(n, x.data(), 1)]))
+                << n << " " << trial;
+            ASSERT_EQ(bits(found.smallest), bits(x[cblas_isamin(n, x.data(), 1)]))
+                << n << " " << trial;
         }
+    }
+    // One sign in the whole array, wherever a vector's lanes put it.
+    for (int at = 0; at < 40; ++at) {
+        std::vector<float> x(40, 1.0f);
+        x[at] = -0.0f;
+        const int other = 39 - at / 2;
+        if (other == at) continue;
+        x[other] = 0.0f;
+        const float first = at < other ? -0.0f : 0.0f;
+        EXPECT_EQ(bits(magnitude_extremes(x.data(), 40).smallest), bits(first)) << at;
     }
 }
 
