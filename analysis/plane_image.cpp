@@ -158,10 +158,6 @@ float table_sum(const PlaneImage& image, const float* table, const RegionRect& r
            table_value(image, table, r.y0, r.x1 + 1) - table_value(image, table, r.y1 + 1, r.x0);
 }
 
-}  // namespace
-
-namespace {
-
 // Sorted, once each, and inside the table (0 to size).
 std::vector<int32_t> table_lines(std::vector<int32_t> lines, int size) {
     std::sort(lines.begin(), lines.end());
