@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
+#include <vector>
 
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -38,14 +40,23 @@ void prefault_heap_for(uint32_t width, uint32_t height) {
     size_t before = done.load();
     if (wanted <= before || !done.compare_exchange_strong(before, wanted)) return;
     // Taken from the heap's top and given back at once: the top is never
-    // trimmed (keep_heap), so the next allocations find it mapped.
-    void* block = std::malloc(wanted - before);
-    if (block == nullptr) return;
-    const size_t page = 4096;
-    const uintptr_t first = (reinterpret_cast<uintptr_t>(block) + page - 1) & ~(page - 1);
-    const uintptr_t last = (reinterpret_cast<uintptr_t>(block) + wanted - before) & ~(page - 1);
-    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
-    std::free(block);
+    // trimmed (keep_heap), so the next allocations find it mapped. In
+    // blocks well below the mapping threshold, so that none is mapped on
+    // its own; freed last first, each joins the top again.
+    constexpr size_t kBlock = 8u << 20, kPage = 4096;
+    std::vector<void*> blocks;
+    for (size_t left = wanted - before; left > 0;) {
+        const size_t n = std::min(left, kBlock);
+        void* block = std::malloc(n);
+        if (block == nullptr) break;
+        blocks.push_back(block);
+        const uintptr_t first = (reinterpret_cast<uintptr_t>(block) + kPage - 1) & ~(kPage - 1);
+        const uintptr_t last = (reinterpret_cast<uintptr_t>(block) + n) & ~(kPage - 1);
+        if (last > first)
+            madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
+        left -= n;
+    }
+    for (auto it = blocks.rbegin(); it != blocks.rend(); ++it) std::free(*it);
 #else
     (void)width;
     (void)height;
