@@ -82,24 +82,18 @@ void fill_tables(const TableSource* sources, const TableLines& lines, int width,
         run[t] = &running[static_cast<size_t>(t) * C];
     }
     const auto value = [&](int t, size_t i) { return kProducts ? a[t][i] * b[t][i] : a[t][i]; };
-    // The kept table row for line y, or null.
-    size_t next = 0;
-    const auto kept = [&](int y, int t) -> float* {
-        return next < rows.size() && rows[next] == y ? sources[t].table + next * C : nullptr;
-    };
+    // Where each line's values go, if it is kept.
+    std::vector<float*> kept(static_cast<size_t>(T) * (height + 1), nullptr);
+    for (size_t r = 0; r < rows.size(); ++r)
+        for (int t = 0; t < T; ++t) kept[rows[r] * T + t] = sources[t].table + r * C;
     for (int t = 0; t < T; ++t)
-        if (float* out = kept(0, t)) std::copy_n(run[t], C, out);
-    if (!rows.empty() && rows[0] == 0) ++next;
+        if (float* out = kept[t]) std::fill_n(out, C, 0.0f);  // line 0: nothing above it
     for (int y = 0; y < height; y += 2) {
         const bool pair = y + 1 < height;
         float upper[T] = {}, lower[T] = {};
         const size_t i0 = static_cast<size_t>(y) * width, i1 = i0 + width;
-        float* keepUpper[T];
-        float* keepLower[T];
-        for (int t = 0; t < T; ++t) keepUpper[t] = kept(y + 1, t);
-        if (keepUpper[0] != nullptr) ++next;
-        for (int t = 0; t < T; ++t) keepLower[t] = pair ? kept(y + 2, t) : nullptr;
-        if (keepLower[0] != nullptr) ++next;
+        float* const* keepUpper = &kept[(y + 1) * T];
+        float* const* keepLower = pair ? &kept[(y + 2) * T] : nullptr;
         int x = 0;
         for (size_t k = 0; k < C; ++k) {
             const int end = std::min(cols[k], width);
