@@ -1,11 +1,10 @@
 #include "analysis/frame_contrast.h"
 
-#include <lapacke.h>
-
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
+#include "analysis/cholesky_inverse.h"
 #include "analysis/vector_math.h"
 
 namespace smartCrop {
@@ -112,9 +111,7 @@ void regularised_inverse(const float* matrix, float* out, int n, float ridge) {
     std::copy(matrix, matrix + n * n, out);
     for (int i = 0; i < n; ++i) out[i * n + i] += ridge;
     const float d = out[0];
-    const lapack_int info = LAPACKE_spotrf(LAPACK_COL_MAJOR, 'L', n, out, n);
-    if (info < 1) {
-        LAPACKE_spotri(LAPACK_COL_MAJOR, 'L', n, out, n);
+    if (cholesky_inverse_lower(out, n)) {
         // Column-major lower triangle: (i, j) with i >= j sits at i + j * n.
         for (int j = 0; j < n; ++j) {
             for (int i = j + 1; i < n; ++i) out[j + i * n] = out[i + j * n];

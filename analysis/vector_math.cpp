@@ -1,7 +1,5 @@
 #include "analysis/vector_math.h"
 
-#include <cblas.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -139,6 +137,20 @@ MagnitudeRange magnitude_range(const float* x, size_t n) {
     return magnitude_range_plain(x, n);
 }
 
+// NaNs are passed over: they come from no 8-bit picture, and a map holding
+// one should still give its other elements' extremes (all NaN: the first).
+MagnitudeExtremes magnitude_extremes_past_nans(const float* x, size_t n) {
+    size_t hi = n, lo = n;
+    for (size_t i = 0; i < n; ++i) {
+        const float a = std::fabs(x[i]);
+        if (a != a) continue;
+        if (hi == n || a > std::fabs(x[hi])) hi = i;
+        if (lo == n || a < std::fabs(x[lo])) lo = i;
+    }
+    if (hi == n) return {x[0], x[0]};
+    return {x[hi], x[lo]};
+}
+
 size_t find_magnitude(const float* x, size_t n, float m) {
 #if defined(__x86_64__) && defined(__GNUC__)
     if (has_avx2()) return find_magnitude_avx2(x, n, m);
@@ -151,12 +163,27 @@ size_t find_magnitude(const float* x, size_t n, float m) {
 MagnitudeExtremes magnitude_extremes(const float* x, int n) {
     const size_t count = static_cast<size_t>(n);
     const MagnitudeRange r = magnitude_range(x, count);
-    // With a NaN the answer is whatever BLAS's kernel makes of it.
-    if (r.nan) return {x[cblas_isamax(n, x, 1)], x[cblas_isamin(n, x, 1)]};
+    if (r.nan) return magnitude_extremes_past_nans(x, count);
     // Without a sign anywhere each magnitude is its element; with one, the
     // first element of that magnitude says whether it is +m or -m.
     if (!r.signed_) return {r.largest, r.smallest};
     return {x[find_magnitude(x, count, r.largest)], x[find_magnitude(x, count, r.smallest)]};
+}
+
+float dot_product(int n, const float* x, const float* y) {
+    float lane[4][4] = {};
+    int i = 0;
+    for (; i + 16 <= n; i += 16)
+        for (int v = 0; v < 4; ++v)
+            for (int l = 0; l < 4; ++l)
+                lane[v][l] = lane[v][l] + x[i + 4 * v + l] * y[i + 4 * v + l];
+    float sum[4];
+    for (int l = 0; l < 4; ++l) sum[l] = (lane[0][l] + lane[1][l]) + (lane[2][l] + lane[3][l]);
+    for (; i + 4 <= n; i += 4)
+        for (int l = 0; l < 4; ++l) sum[l] = sum[l] + x[i + l] * y[i + l];
+    float dot = (sum[0] + sum[1]) + (sum[2] + sum[3]);
+    for (; i < n; ++i) dot = dot + y[i] * x[i];
+    return dot;
 }
 
 }  // namespace smartCrop

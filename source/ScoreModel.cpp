@@ -1,7 +1,5 @@
 #include "source/ScoreModel.h"
 
-#include <cblas.h>
-
 #include <algorithm>
 
 #include "analysis/vector_math.h"
@@ -12,7 +10,7 @@ float aesthetic_score(float* features, const float* mean, const float* scale, co
                       float bias) {
     vs_sub(kPooledFeatureCount, features, mean, features);
     vs_mul(kPooledFeatureCount, features, scale, features);
-    float z = cblas_sdot(kPooledFeatureCount, features, 1, weight, 1) - bias;
+    float z = dot_product(kPooledFeatureCount, features, weight) - bias;
     z = std::min(3.0f, std::max(-3.0f, z));
     return (z + 3.0f) / 6.0f;
 }
