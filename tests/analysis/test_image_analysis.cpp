@@ -21,19 +21,17 @@ std::unique_ptr<ImageAnalysis> analyse(const test::Image& image, const SmartCrop
 }
 
 TEST(ImageAnalysis, WorkAndHighSizes) {
-    auto s = analysis_sizes(640, 1);
-    EXPECT_EQ(s.workWidth, 640);
-    EXPECT_EQ(s.workHeight, 1);
-    s = analysis_sizes(1000, 1);
-    EXPECT_EQ(s.workWidth, 640);
-    EXPECT_EQ(s.workHeight, 1);
-    s = analysis_sizes(2000, 1);
-    EXPECT_EQ(s.workHeight, 0);
-    s = analysis_sizes(100, 50);  // small sources are enlarged
-    EXPECT_EQ(s.workWidth, 640);
-    EXPECT_EQ(s.workHeight, 320);
-    EXPECT_EQ(s.highWidth, 1024);
-    EXPECT_EQ(s.highHeight, 512);
+    // source, then work and high sizes; small sources are enlarged.
+    const int cases[][6] = {{640, 1, 640, 1, 1024, 2},
+                            {1000, 1, 640, 1, 1024, 1},
+                            {2000, 1, 640, 0, 1024, 1},
+                            {100, 50, 640, 320, 1024, 512}};
+    for (const auto& c : cases) {
+        const AnalysisSizes s = analysis_sizes(c[0], c[1]);
+        EXPECT_EQ(std::vector<int>({s.workWidth, s.workHeight, s.highWidth, s.highHeight}),
+                  std::vector<int>(c + 2, c + 6))
+            << c[0] << "x" << c[1];
+    }
 }
 
 TEST(ImageAnalysis, ExtremeAspectLeavesNoMaps) {
@@ -61,16 +59,12 @@ TEST(ImageAnalysis, TooThinForSaliencyFailsWithAText) {
 }
 
 TEST(ImageAnalysis, BorderStripWidthAtSmallSizes) {
-    test::Image six(640, 6, [](int x, int y) { return test::Rgb{uint8_t(x), uint8_t(y * 40), 9}; });
-    EXPECT_EQ(analyse(six)->borderStripWidth, 1);
-    test::Image seven(640, 7, [](int x, int y) {
-        return test::Rgb{uint8_t(x), uint8_t(y * 30), 9};
-    });
-    EXPECT_EQ(analyse(seven)->borderStripWidth, 1);
-    test::Image twenty(640, 20, [](int x, int y) {
-        return test::Rgb{uint8_t(x), uint8_t(y * 9), 9};
-    });
-    EXPECT_EQ(analyse(twenty)->borderStripWidth, 3);
+    for (const auto& [height, strip] : {std::pair{6, 1}, {7, 1}, {20, 3}}) {
+        test::Image image(640, height, [&](int x, int y) {
+            return test::Rgb{uint8_t(x), uint8_t(y * 240 / height), 9};
+        });
+        EXPECT_EQ(analyse(image)->borderStripWidth, strip) << height;
+    }
 }
 
 TEST(ImageAnalysis, ConstantImageHasFlooredTotalsAndNoNaN) {
