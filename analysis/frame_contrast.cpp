@@ -6,6 +6,7 @@
 
 #include "analysis/cholesky_inverse.h"
 #include "analysis/vector_math.h"
+#include "kernels/cpu_features.h"
 
 namespace smartCrop {
 
@@ -165,8 +166,8 @@ __attribute__((target("avx2"))) void colour_distances_avx2(const float* p0, cons
 void colour_distances(const float* p0, const float* p1, const float* p2, const float* mean,
                       const float* S, int n, float* out, bool add) {
 #if defined(__x86_64__) && defined(__GNUC__)
-    static const bool avx2 = __builtin_cpu_supports("avx2");
-    if (avx2) return colour_distances_avx2(p0, p1, p2, mean, S, n, out, add);
+    if (kernels::vector_level() >= kernels::VectorLevel::Avx2)
+        return colour_distances_avx2(p0, p1, p2, mean, S, n, out, add);
 #endif
     if (add) return colour_distances_into(p0, p1, p2, mean, S, n, out, true);
     colour_distances_into(p0, p1, p2, mean, S, n, out, false);

@@ -9,6 +9,8 @@
 #include <immintrin.h>
 #endif
 
+#include "kernels/cpu_features.h"
+
 namespace smartCrop {
 
 float* aligned_floats(size_t count) {
@@ -119,15 +121,8 @@ __attribute__((target("avx2"))) size_t find_magnitude_avx2(const float* x, size_
 }
 #endif
 
-// Asked on first use rather than while the library loads, when the
-// processor's features may not have been read yet.
 bool has_avx2() {
-#if defined(__x86_64__) && defined(__GNUC__)
-    static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("avx2"));
-    return yes;
-#else
-    return false;
-#endif
+    return kernels::vector_level() >= kernels::VectorLevel::Avx2;
 }
 
 MagnitudeRange magnitude_range(const float* x, size_t n) {

@@ -1,10 +1,11 @@
 #include "deepnet/convolution_core.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <stdexcept>
 #include <vector>
+
+#include "kernels/cpu_features.h"
 
 namespace deepnet {
 
@@ -185,27 +186,20 @@ __attribute__((target("avx2"))) void convolve_avx2(uint64_t width, uint64_t heig
 }
 #endif
 
-std::atomic<bool> portableOnly{false};
-
-Convolution best_convolution() {
+Convolution chosen_convolution() {
 #if defined(__x86_64__) && defined(__GNUC__)
-    if (__builtin_cpu_supports("avx2")) return convolve_avx2;
+    if (smartCrop::kernels::vector_level() >= smartCrop::kernels::VectorLevel::Avx2)
+        return convolve_avx2;
 #endif
     return convolve_portable;
 }
 
 }  // namespace
 
-void use_portable_convolution(bool portable) {
-    portableOnly.store(portable, std::memory_order_relaxed);
-}
-
 void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t outputs,
                     const window_geometry& g, uint64_t out0, uint64_t out1, const float* x,
                     const float* weights, float* y) {
-    static const Convolution best = best_convolution();
-    const Convolution run = portableOnly.load(std::memory_order_relaxed) ? convolve_portable : best;
-    run(width, height, channels, outputs, g, out0, out1, x, weights, y);
+    chosen_convolution()(width, height, channels, outputs, g, out0, out1, x, weights, y);
 }
 
 void col2im(uint64_t in0, uint64_t in1, const window_geometry& g, uint64_t out0, uint64_t out1,

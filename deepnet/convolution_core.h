@@ -25,9 +25,7 @@ void convolve_group(uint64_t width, uint64_t height, uint64_t channels, uint64_t
                     const float* weights, float* y);
 
 // Convolutions run on the widest vectors the processor has (AVX2 where
-// present) unless told to use the portable kernel; both give the same bits.
-// Process-wide; for tests, and for ruling a build out.
-void use_portable_convolution(bool portable);
+// present) unless portable paths are forced; both give the same bits.
 
 // Scatters one plane's part of the blocks back, adding overlaps, into a plane
 // of out0 x out1 with row stride `rowStride`.

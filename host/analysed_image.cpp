@@ -4,6 +4,8 @@
 #include <cmath>
 #include <string>
 
+#include "kernels/library_contract.h"
+
 namespace smartCrop::host {
 
 namespace {
@@ -203,11 +205,7 @@ CropAnswer AnalysedImage::suggest() const {
             bool honours = true;
             for (const RectOfInterest& r : decodedRects) {
                 if (r.kind != eRoiRequired && r.kind != eRoiForbidden) continue;
-                const bool inside = c.left <= r.left && c.top <= r.top && c.right >= r.right &&
-                                    c.bottom >= r.bottom;
-                const bool apart =
-                    c.right < r.left || r.right < c.left || c.bottom < r.top || r.bottom < c.top;
-                honours = honours && (r.kind == eRoiRequired ? inside : apart);
+                honours = honours && contract::honours_hard_rect(c, r, r.kind == eRoiRequired);
             }
             if (honours) found.push_back(c);
         }

@@ -4,6 +4,9 @@
 #include <cmath>
 #include <numeric>
 
+#include "kernels/library_contract.h"
+#include "kernels/rect_geometry.h"
+
 namespace smartCrop::host {
 
 namespace {
@@ -27,24 +30,6 @@ constexpr double kAesthetic = 1.0, kCoverage = 1.0, kBorder = 0.75, kPeaks = 1.0
 // the median overlap of five suggestions falls from 0.76 to about 0.45
 // without an alternative cutting the subject.
 constexpr double kGoodEnough = 1.0, kLikenessCost = 8.0;
-
-int64_t area(int64_t left, int64_t top, int64_t right, int64_t bottom) {
-    return std::max<int64_t>(0, right - left + 1) * std::max<int64_t>(0, bottom - top + 1);
-}
-
-template <class A, class B>
-int64_t overlap(const A& a, const B& b) {
-    return area(std::max<int64_t>(a.left, b.left), std::max<int64_t>(a.top, b.top),
-                std::min<int64_t>(a.right, b.right), std::min<int64_t>(a.bottom, b.bottom));
-}
-
-double iou(const CropRect& a, const CropRect& b) {
-    const double i = static_cast<double>(overlap(a, b));
-    const double u = static_cast<double>(area(a.left, a.top, a.right, a.bottom) +
-                                         area(b.left, b.top, b.right, b.bottom)) -
-                     i;
-    return u > 0 ? i / u : 0.0;
-}
 
 // Each value's rank among all, 0 for the lowest and 1 for the highest; equal
 // values share their mean rank, and values that are not numbers count lowest.
@@ -87,7 +72,7 @@ FaceVerdict judge(const CropRect& c, const std::vector<FaceBox>& faces, uint32_t
     FaceVerdict v;
     const FaceBox* highest = nullptr;
     for (const FaceBox& f : faces) {
-        const int64_t inside = overlap(c, f), whole = area(f.left, f.top, f.right, f.bottom);
+        const int64_t inside = intersection_area(c, f), whole = pixel_area(f);
         if (inside == whole) {
             v.heldArea += whole;
             if (highest == nullptr || f.top < highest->top) highest = &f;
@@ -101,9 +86,8 @@ FaceVerdict judge(const CropRect& c, const std::vector<FaceBox>& faces, uint32_t
         const FaceBox grown{std::max(0, f.left - mx), std::max(0, f.top - my),
                             std::min(static_cast<int32_t>(width) - 1, f.right + mx),
                             std::min(static_cast<int32_t>(height) - 1, f.bottom + my)};
-        const int64_t near = overlap(c, grown);
-        if (near > 0 && near < area(grown.left, grown.top, grown.right, grown.bottom))
-            v.cutsMargin = true;
+        const int64_t near = intersection_area(c, grown);
+        if (near > 0 && near < pixel_area(grown)) v.cutsMargin = true;
     }
     if (highest != nullptr) {
         const int32_t wanted = (highest->bottom - highest->top + 1) / 4;
@@ -187,7 +171,7 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
                 continue;
             double likeness = 0;
             for (size_t k = from; k < picked.size(); ++k)
-                likeness = std::max(likeness, iou(picked[k], scored[i].crop));
+                likeness = std::max(likeness, overlap_iou_exact(picked[k], scored[i].crop));
             if (limited && likeness > options.overlapLimit) continue;
             const double value = scored[i].crop.score - kLikenessCost * likeness;
             if (value > bestValue) {
@@ -234,7 +218,7 @@ FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<Fac
     if (!faces.empty()) {
         // The faces' centres, each by its area.
         for (const FaceBox& f : faces) {
-            const double a = static_cast<double>(area(f.left, f.top, f.right, f.bottom));
+            const double a = static_cast<double>(pixel_area(f));
             x += a * (f.left + f.right + 1) / 2.0;
             y += a * (f.top + f.bottom + 1) / 2.0;
             weight += a;
@@ -256,14 +240,7 @@ FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<Fac
 }
 
 FaceBox tight_face(const FaceBox& widened) {
-    const double cx = (widened.left + widened.right) / 2.0,
-                 cy = (widened.top + widened.bottom) / 2.0;
-    const double hw = (widened.right - widened.left + 1) / 3.0,
-                 hh = (widened.bottom - widened.top + 1) / 3.0;  // half of width / 1.5
-    return {static_cast<int32_t>(std::lround(cx - hw + 0.5)),
-            static_cast<int32_t>(std::lround(cy - hh + 0.5)),
-            static_cast<int32_t>(std::lround(cx + hw - 0.5)),
-            static_cast<int32_t>(std::lround(cy + hh - 0.5))};
+    return contract::tight_face(widened);
 }
 
 }  // namespace smartCrop::host

@@ -6,9 +6,7 @@
 #include <cstring>
 #include <opencv2/imgproc.hpp>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "kernels/area_resize.h"
 
 namespace smartCrop::host {
 
@@ -45,115 +43,6 @@ float kth_smallest(const std::vector<float>& values, size_t k) {
     return v;
 }
 
-// One source pixel's share of one target pixel, along one axis.
-struct AreaTap {
-    int target, source;
-    float weight;
-};
-
-// The taps of OpenCV's area resize along an axis: the source cells that a
-// target cell of `scale` source pixels covers, each weighted by the part
-// covered (ends under a thousandth of a pixel dropped), in source order.
-std::vector<AreaTap> area_taps(int sourceSize, int targetSize, double scale) {
-    std::vector<AreaTap> taps;
-    for (int t = 0; t < targetSize; ++t) {
-        const double from = t * scale, to = from + scale;
-        const double cell = std::min(scale, sourceSize - from);
-        int first = static_cast<int>(std::ceil(from)), last = static_cast<int>(std::floor(to));
-        last = std::min(last, sourceSize - 1);
-        first = std::min(first, last);
-        if (first - from > 1e-3)
-            taps.push_back({t, first - 1, static_cast<float>((first - from) / cell)});
-        for (int s = first; s < last; ++s) taps.push_back({t, s, static_cast<float>(1.0 / cell)});
-        if (to - last > 1e-3)
-            taps.push_back(
-                {t, last, static_cast<float>(std::min(std::min(to - last, 1.0), cell) / cell)});
-    }
-    return taps;
-}
-
-// Four floats, one per byte of a pixel: the three colours summed side by
-// side (and the ignored byte with them), each lane with the scalar roundings.
-typedef float Pixel4 __attribute__((vector_size(16)));
-
-inline Pixel4 pixel_floats(const uint8_t* p) {
-#if defined(__SSE2__)
-    int32_t v;
-    std::memcpy(&v, p, sizeof v);
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i words = _mm_unpacklo_epi8(_mm_cvtsi32_si128(v), zero);
-    return reinterpret_cast<Pixel4>(_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, zero)));
-#else
-    return Pixel4{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]),
-                  static_cast<float>(p[3])};
-#endif
-}
-
-// Each lane rounded to the nearest integer (ties to even, as lrint) and
-// clamped to a byte.
-inline void pixel_bytes(Pixel4 v, uint8_t* out) {
-#if defined(__SSE2__)
-    const __m128i words = _mm_cvtps_epi32(reinterpret_cast<__m128>(v));
-    const __m128i shorts = _mm_packs_epi32(words, words);
-    const int32_t bytes = _mm_cvtsi128_si32(_mm_packus_epi16(shorts, shorts));
-    std::memcpy(out, &bytes, sizeof bytes);
-#else
-    for (int c = 0; c < 4; ++c)
-        out[c] = static_cast<uint8_t>(std::clamp<long>(std::lrint(v[c]), 0, 255));
-#endif
-}
-
-// The grey of each target pixel from the area-resized red, green and blue
-// (channels 1 to 3; the first is never read), as OpenCV's resize gives them:
-// per source row the taps across in order into a row of sums, the rows down
-// weighted into the target row, each rounded to a byte at the end. `grey`
-// is called with a target row's index and its pixels, four bytes each as
-// they came in.
-template <class Grey>
-void area_resize_rgb(const uint8_t* pixels, int width, int height, size_t stride, int cols,
-                     int rows, double scale, Grey grey) {
-    const std::vector<AreaTap> across = area_taps(width, cols, scale);
-    const std::vector<AreaTap> down = area_taps(height, rows, scale);
-    // Where each target pixel's taps end (they come in target order).
-    std::vector<size_t> acrossEnds(static_cast<size_t>(cols), 0);
-    for (size_t k = 0; k < across.size(); ++k) acrossEnds[across[k].target] = k + 1;
-    for (size_t t = 1; t < acrossEnds.size(); ++t)
-        acrossEnds[t] = std::max(acrossEnds[t], acrossEnds[t - 1]);
-    std::vector<Pixel4> row(static_cast<size_t>(cols)), sum(row.size());
-    std::vector<uint8_t> bytes(row.size() * 4);
-    const auto emit = [&](int target) {
-        for (size_t i = 0; i < sum.size(); ++i) pixel_bytes(sum[i], &bytes[i * 4]);
-        grey(target, bytes.data());
-    };
-    int current = down.empty() ? 0 : down[0].target, lastSource = -1;
-    for (const AreaTap& d : down) {
-        const uint8_t* S = pixels + static_cast<size_t>(d.source) * stride;
-        // Each target pixel's taps are consecutive: summed in registers, from
-        // zero in tap order, as OpenCV sums them into its zeroed row. A
-        // source row on a boundary between target rows gives the same sums
-        // for both.
-        if (d.source != lastSource) {
-            const AreaTap* tap = across.data();
-            for (int t = 0; t < cols; ++t) {
-                Pixel4 acc = {0.0f, 0.0f, 0.0f, 0.0f};
-                for (const AreaTap* end = across.data() + acrossEnds[t]; tap != end; ++tap)
-                    acc =
-                        acc + pixel_floats(S + static_cast<size_t>(tap->source) * 4) * tap->weight;
-                row[t] = acc;
-            }
-        }
-        lastSource = d.source;
-        if (d.target != current) {
-            emit(current);
-            for (size_t i = 0; i < sum.size(); ++i) sum[i] = d.weight * row[i];
-            current = d.target;
-        } else {
-            for (size_t i = 0; i < sum.size(); ++i) sum[i] += d.weight * row[i];
-        }
-    }
-    emit(current);
-}
-
 }  // namespace
 
 SharpnessMap::SharpnessMap(const uint8_t* pixels, uint32_t width, uint32_t height, size_t stride) {
@@ -188,8 +77,10 @@ SharpnessMap::SharpnessMap(const uint8_t* pixels, uint32_t width, uint32_t heigh
         cv::resize(xrgb, small, cv::Size(), shrink, shrink, cv::INTER_AREA);
         for (int y = 0; y < H; ++y) grey_row(y, small.ptr<uint8_t>(y) + 1, 4);
     } else {
-        area_resize_rgb(pixels, static_cast<int>(width), static_cast<int>(height), stride, W, H,
-                        scale, [&](int y, const uint8_t* xrgb) { grey_row(y, xrgb + 1, 4); });
+        kernels::area_resize_rows(
+            static_cast<int>(width), static_cast<int>(height), W, H, scale, 4,
+            [&](int y) { return pixels + static_cast<size_t>(y) * stride; },
+            [&](int y, const uint8_t* xrgb) { grey_row(y, xrgb + 1, 4); });
     }
 
     // |Laplacian| with OpenCV's 3 x 3 aperture: the four diagonal neighbours

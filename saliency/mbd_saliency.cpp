@@ -11,6 +11,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "kernels/cpu_features.h"
 #include "saliency/area_resize.h"
 #include "saliency/lab_conversion.h"
 
@@ -59,7 +60,7 @@ struct PixelBounds {
 // are used whether or not it has been reached yet. Rows go in pairs, the
 // second taking the first's new bounds straight from registers: each pixel
 // waits on the one before it, so two rows side by side halve the wait.
-void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
+void scan_pass_sse2(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
     const int H = image.rows, W = image.cols;
     const int yStart = reverse ? H - 2 : 1, yEnd = reverse ? 0 : H - 1, step = reverse ? -1 : 1;
     const int xStart = reverse ? W - 2 : 1, xEnd = reverse ? 0 : W - 1;
@@ -95,12 +96,13 @@ void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool re
         }
     }
 }
-#else
+#endif
+
 // One raster pass over the interior, the three channels side by side: each
 // channel's updates read only its own bounds, so a pass over all three is
 // three single-channel passes. Ties change nothing, and a neighbour's bounds
 // are used whether or not it has been reached yet.
-void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
+void scan_pass_portable(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
     const int H = image.rows, W = image.cols;
     const int yStart = reverse ? H - 2 : 1, yEnd = reverse ? 0 : H - 1, step = reverse ? -1 : 1;
     const int xStart = reverse ? W - 2 : 1, xEnd = reverse ? 0 : W - 1;
@@ -146,7 +148,13 @@ void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool re
     }
 }
 
+void scan_pass(const cv::Mat& image, cv::Mat& D, cv::Mat& U, cv::Mat& L, bool reverse) {
+#if defined(__SSE2__)
+    if (kernels::vector_level() != kernels::VectorLevel::Portable)
+        return scan_pass_sse2(image, D, U, L, reverse);
 #endif
+    scan_pass_portable(image, D, U, L, reverse);
+}
 
 // Samples of a strip, one row per pixel, as CV_32F.
 void strip_model(const cv::Mat& strip, cv::Mat& mean, cv::Mat& inverse) {

@@ -7,6 +7,7 @@
 
 #include "faces/cascade_model.h"
 #include "faces/face_detector.h"
+#include "kernels/library_contract.h"
 #include "source/WeftyException.h"
 
 namespace smartCrop {
@@ -29,8 +30,12 @@ bool widened_face(const FaceBox& f, float highScale, int32_t sourceWidth, int32_
     auto widen = [s](int32_t lo, int32_t hi) {
         const float q = static_cast<float>(lo + hi) * 0.5f * 0.5f;
         return std::pair<float, float>(
-            static_cast<float>(static_cast<int>(static_cast<float>(lo) * 1.5f - q + 0.5f)) / s,
-            static_cast<float>(static_cast<int>(static_cast<float>(hi) * 1.5f - q + 0.5f)) / s);
+            static_cast<float>(
+                static_cast<int>(static_cast<float>(lo) * contract::kFaceWidening - q + 0.5f)) /
+                s,
+            static_cast<float>(
+                static_cast<int>(static_cast<float>(hi) * contract::kFaceWidening - q + 0.5f)) /
+                s);
     };
     auto [left, right] = widen(f.x, f.x + f.width);
     auto [top, bottom] = widen(f.y, f.y + f.height);

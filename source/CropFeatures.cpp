@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "source/CropAnalyzer.h"
-#include "source/CropGeometry.h"
+#include "kernels/rect_geometry.h"
 #include "source/PoolGrid.h"
 #include "source/ScoreModel.h"
 

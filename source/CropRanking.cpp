@@ -3,8 +3,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "kernels/library_contract.h"
+#include "kernels/rect_geometry.h"
 #include "source/CropAnalyzer.h"
-#include "source/CropGeometry.h"
 
 namespace smartCrop {
 
@@ -77,8 +78,7 @@ std::vector<CropRect>& CropAnalyzer::select_suggestions(uint32_t count, const Co
     }
     auto honours = [&](const CropRect& record) {
         for (const RectOfInterest& k : hard) {
-            const float inside = covered_fraction(record, k);
-            if (k.kind == eRoiRequired ? inside != 1.0f : inside != 0.0f) return false;
+            if (!contract::honours_hard_rect(record, k, k.kind == eRoiRequired)) return false;
         }
         return true;
     };

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "kernels/cpu_features.h"
+
 namespace smartCrop {
 
 namespace {
@@ -39,11 +41,9 @@ __attribute__((target("avx2"))) void divide_avx2(const double* sums, const float
 
 void divide_cells(const double* sums, const float* counts, int n, float* out) {
 #if defined(__x86_64__) && defined(__GNUC__)
-    static const int level = __builtin_cpu_supports("avx512f") ? 2
-                             : __builtin_cpu_supports("avx2")  ? 1
-                                                               : 0;
-    if (level == 2) return divide_avx512(sums, counts, n, out);
-    if (level == 1) return divide_avx2(sums, counts, n, out);
+    const kernels::VectorLevel level = kernels::vector_level();
+    if (level == kernels::VectorLevel::Avx512) return divide_avx512(sums, counts, n, out);
+    if (level == kernels::VectorLevel::Avx2) return divide_avx2(sums, counts, n, out);
 #endif
     divide_into(sums, counts, n, out);
 }

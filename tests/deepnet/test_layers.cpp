@@ -23,6 +23,7 @@
 #include "deepnet/layers/softmax_map.h"
 #include "deepnet/layers/softmax_map2.h"
 #include "failure_text.h"
+#include "portable_paths.h"
 
 namespace deepnet {
 namespace {
@@ -121,9 +122,9 @@ TEST(Convolution, VectorAndPortableKernelsAgree) {
         Given x({13, 11, 5}, values(13 * 11 * 5));
         auto r = conv(7, 5, k, k, 1, values(7 * 5 * k * k), values(7));
         r.pad0_low = r.pad0_high = r.pad1_low = r.pad1_high = k / 2;
-        use_portable_convolution(true);
+        smartCrop::kernels::force_portable_paths(true);
         const std::vector<float> portable = run<layer_test_conv3d<float>>(r, {&x});
-        use_portable_convolution(false);
+        smartCrop::kernels::force_portable_paths(smartCrop::testing::portable_run());
         const std::vector<float> vector = run<layer_test_conv3d<float>>(r, {&x});
         ASSERT_EQ(portable.size(), 7u * 13 * 11);
         for (size_t i = 0; i < portable.size(); ++i)

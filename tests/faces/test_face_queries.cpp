@@ -7,7 +7,7 @@
 #include "SmartCrop.h"
 #include "face_requests.h"
 #include "scratch_folder.h"
-#include "source/CropGeometry.h"
+#include "kernels/rect_geometry.h"
 #include "synthetic_detector.h"
 #include "test_images.h"
 

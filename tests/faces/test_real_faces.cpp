@@ -6,7 +6,8 @@
 
 #include "SmartCrop.h"
 #include "face_requests.h"
-#include "source/CropGeometry.h"
+#include "kernels/library_contract.h"
+#include "kernels/rect_geometry.h"
 #include "test_photographs.h"
 
 namespace smartCrop {
@@ -54,12 +55,10 @@ TEST(RealFaces, OnePortraitOneFaceAndTheSuggestionsHoldIt) {
         // Eyes, nose and mouth lie in this rectangle (measured on the photograph).
         const RectOfInterest features{140, 215, 115, 195};
         EXPECT_EQ(covered_fraction(faces[0], features), 1.0f);
-        const int32_t w = faces[0].right - faces[0].left, h = faces[0].bottom - faces[0].top;
-        EXPECT_LT(w, 300);  // a face, widened 1.5 times; not the photograph
+        EXPECT_LT(faces[0].right - faces[0].left, 300);  // a face, widened; not the photograph
         EXPECT_EQ(faces[0].kind, eRoiWanted);
         // The face as the detector boxed it, before the widening: the crops hold it.
-        const RectOfInterest face{faces[0].left + w / 6, faces[0].right - w / 6,
-                                  faces[0].top + h / 6, faces[0].bottom - h / 6};
+        const RectOfInterest face = contract::tight_face(faces[0]);
         EXPECT_EQ(covered_fraction(face, features), 1.0f);
         for (const CropRect& c : {square, tall}) {
             EXPECT_EQ(covered_fraction(c, face), 1.0f)

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "host/sharpness_map.h"
+#include "portable_paths.h"
 
 namespace smartCrop::host {
 namespace {

@@ -6,9 +6,9 @@
 #include <random>
 
 #include "SmartCrop.h"
+#include "kernels/rect_geometry.h"
 #include "random_maps.h"
 #include "source/CropAnalyzer.h"
-#include "source/CropGeometry.h"
 #include "source/PoolGrid.h"
 #include "source/ScoreModel.h"
 #include "test_images.h"
@@ -187,16 +187,6 @@ TEST(RoiScore, HandWorkedCases) {
     half.bottom = 30;
     const float ov = covered_fraction(RectOfInterest{10, 89, 5, 84}, half);
     EXPECT_NEAR(a.roi_score(crop, {half}, half), (ov / 1 + 0) / 2 / 1.01f, 1e-6f);
-}
-
-TEST(CropGeometry, CoverageAndOverlap) {
-    const CropRect a = rect(0, 0, 9, 9);
-    EXPECT_FLOAT_EQ(covered_fraction(a, rect(5, 5, 14, 14)), 0.25f);
-    EXPECT_FLOAT_EQ(overlap_iou(a, rect(5, 5, 14, 14)), 25.0f / 175.0f);
-    EXPECT_EQ(covered_fraction(a, rect(10, 0, 12, 9)), 0.0f);      // touching edges do not overlap
-    EXPECT_FLOAT_EQ(covered_fraction(a, rect(9, 9, 9, 9)), 1.0f);  // one shared pixel is overlap
-    RectOfInterest huge{-1000000000, 1000000000, -1000000000, 1000000000};
-    EXPECT_GT(covered_fraction(huge, a), 0.99f);  // no overflow on extreme coordinates
 }
 
 // A face box of the 1024-pixel copy widened 1.5 times about its centre in the

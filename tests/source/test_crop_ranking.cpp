@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "source/CropAnalyzer.h"
-#include "source/CropGeometry.h"
+#include "kernels/rect_geometry.h"
 #include "test_images.h"
 
 namespace smartCrop {

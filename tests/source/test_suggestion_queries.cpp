@@ -5,7 +5,7 @@
 #include <random>
 
 #include "SmartCrop.h"
-#include "source/CropGeometry.h"
+#include "kernels/rect_geometry.h"
 #include "test_images.h"
 
 namespace smartCrop {

@@ -1,8 +1,9 @@
-// Overlap measures between rectangles with inclusive ends (any record with
-// left, right, top and bottom). Products are taken in 64 bits so that a
-// host's extreme coordinates cannot overflow; the ratios are single precision.
-#ifndef SMARTCROP_SOURCE_CROPGEOMETRY_H
-#define SMARTCROP_SOURCE_CROPGEOMETRY_H
+// Areas and overlaps of rectangles with inclusive ends (any record with
+// left, right, top and bottom), for the crop engine and the host alike.
+// Products are taken in 64 bits so that a host's extreme coordinates cannot
+// overflow; the engine's ratios are single precision, as it ranks by them.
+#ifndef SMARTCROP_KERNELS_RECT_GEOMETRY_H
+#define SMARTCROP_KERNELS_RECT_GEOMETRY_H
 
 #include <algorithm>
 #include <cstdint>
@@ -29,7 +30,12 @@ float covered_fraction(const A& a, const B& b) {
     return static_cast<float>(intersection_area(a, b)) / static_cast<float>(pixel_area(b));
 }
 
-// Intersection over union.
+// Intersection over union, in single precision (the engine's) and double.
+template <class A, class B>
+double overlap_iou_exact(const A& a, const B& b) {
+    const double inter = static_cast<double>(intersection_area(a, b));
+    return inter / (static_cast<double>(pixel_area(a) + pixel_area(b)) - inter);
+}
 template <class A, class B>
 float overlap_iou(const A& a, const B& b) {
     const int64_t inter = intersection_area(a, b);
@@ -38,4 +44,4 @@ float overlap_iou(const A& a, const B& b) {
 
 }  // namespace smartCrop
 
-#endif  // SMARTCROP_SOURCE_CROPGEOMETRY_H
+#endif  // SMARTCROP_KERNELS_RECT_GEOMETRY_H
