@@ -13,18 +13,6 @@ void table_first_row_and_column(const FloatMap& map, DoubleMap& table) {
 
 }  // namespace
 
-void integral_image(const FloatMap& map, DoubleMap& table) {
-    const int R = map.rows, C = map.cols;
-    if (R == 0 || C == 0) return;
-    table_first_row_and_column(map, table);
-    for (int r = 1; r < R; ++r) {
-        const double* above = &table.at(r - 1, 0);
-        double* row = &table.at(r, 0);
-        const float* src = &map.at(r, 0);
-        for (int c = 1; c < C; ++c) row[c] = above[c] + row[c - 1] - above[c - 1] + src[c];
-    }
-}
-
 void integral_images(const FloatMap* const* maps, DoubleMap* const* tables, int count) {
     constexpr int kMaxMaps = 16;
     if (count <= 0) return;

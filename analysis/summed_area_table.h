@@ -6,10 +6,10 @@
 
 namespace smartCrop {
 
-void integral_image(const FloatMap& map, DoubleMap& table);
-// The same for several maps of one size at once: each table is computed with
-// exactly the arithmetic of integral_image, but the independent running sums
-// interleave instead of waiting on one another.
+// The summed-area tables of several maps of one size at once: each entry is
+// (above + left - above-left) + the map's value in double precision, the
+// first row and column from their one neighbour; the independent running
+// sums interleave instead of waiting on one another.
 void integral_images(const FloatMap* const* maps, DoubleMap* const* tables, int count);
 // Sum over rows r0..r1 and columns c0..c1 inclusive; bounds are the caller's.
 // Inline: the crop engine calls it over a thousand times per candidate.

@@ -9,6 +9,7 @@
 #include "host/analysed_image.h"
 #include "host/image_decoding.h"
 #include "host/image_encoding.h"
+#include "host/photograph.h"
 #include "host/sharpness_map.h"
 
 namespace {
@@ -55,10 +56,9 @@ BENCHMARK(BM_SharpnessMap)->Unit(benchmark::kMillisecond);
 void BM_WholeRequest12MP(benchmark::State& state) {
     smartCrop::host::CropRequest request;
     request.aspects = {16.0 / 9};
-    const smartCrop::host::DecodeOptions options = reduced_for(request);
     for (auto _ : state) {
-        smartCrop::host::AnalysedImage image(smartCrop::host::decode_image(jpeg_12mp(), options),
-                                             request);
+        const smartCrop::host::AnalysedImage image =
+            smartCrop::host::open_photograph(jpeg_12mp(), request);
         benchmark::DoNotOptimize(image.suggest().crops.size());
     }
 }

@@ -1,4 +1,5 @@
 #include "deepnet/deepnet_model.h"
+#include "deepnet/layer_list_reader.h"
 
 #include <fstream>
 #include <stdexcept>

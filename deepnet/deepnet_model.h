@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "deepnet/layer_models.h"
-#include "deepnet/layer_tests.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

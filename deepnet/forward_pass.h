@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "deepnet/deepnet_model.h"
-#include "deepnet/layer_tests.h"
 #include "deepnet/matrix.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

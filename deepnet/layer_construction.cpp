@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "deepnet/layer_registry.h"
-#include "deepnet/layer_tests.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

@@ -99,13 +99,6 @@ struct layer_model_softmax_map2 : layer_model_base {
 
 using layer_model_list = std::vector<std::shared_ptr<layer_model_base>>;
 
-// Parses the `size` bytes of a network file into `layers`, appending each
-// record before it is parsed, and returns the position behind the last one.
-// Throws std::runtime_error for an unknown type, an unresolved input, a group
-// mismatch, and any length or count that would lead outside the bytes.
-const uint8_t* deenpet_deserialize_layer_model(const uint8_t* data, size_t size,
-                                               layer_model_list& layers);
-
 }  // namespace deepnet
 
 #endif  // SMARTCROP_DEEPNET_LAYER_MODELS_H

@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "deepnet/layer_models.h"
-#include "deepnet/layer_tests.h"
 #include "deepnet/record_reader.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

@@ -1,3 +1,5 @@
+#include "faces/cascade_detection.h"
+
 // The cascade: a scanning network over an image pyramid proposes boxes, later
 // networks rescore each box alone, the last ones refine boxes and landmarks.
 #include <cfloat>

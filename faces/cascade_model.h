@@ -69,17 +69,6 @@ public:
 std::string config_folder(const std::string& configPath);
 std::string resolve_model_path(const std::string& token, const std::string& folder);
 
-void build_pyramid(const cv::Mat& image, const DetectionSettings& settings,
-                   std::vector<cv::Mat>& levels, std::vector<float>& scales);
-std::vector<FaceBox> scan_pyramid(const cv::Mat& image, const deepnet::DeepnetModel& model,
-                                  const DetectionSettings& settings);
-std::vector<FaceBox> rescore_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model,
-                                   int patch, const std::vector<FaceBox>& boxes);
-void refine_boxes(const cv::Mat& image, const deepnet::DeepnetModel& model, int patch,
-                  const std::vector<FaceBox>& boxes, DetectionResult& result);
-void refine_landmarks(const cv::Mat& image, const deepnet::DeepnetModel& model, int patch,
-                      DetectionResult& result);
-
 }  // namespace smartCrop
 
 #endif  // SMARTCROP_FACES_CASCADE_MODEL_H

@@ -218,8 +218,8 @@ CropAnswer AnalysedImage::suggest() const {
     }
     for (CropRect& c : found) c = to_full(c);
     if (request.faces) answer.faces = library_faces();
-    std::vector<FaceBox> tight;
-    for (const FaceBox& f : answer.faces) tight.push_back(tight_face(f));
+    std::vector<FaceRect> tight;
+    for (const FaceRect& f : answer.faces) tight.push_back(tight_face(f));
     if (plain) {
         answer.crops = std::move(found);
     } else {
@@ -260,8 +260,8 @@ const SharpnessMap& AnalysedImage::sharpness() const {
     return *sharp;
 }
 
-std::vector<FaceBox> AnalysedImage::library_faces() const {
-    std::vector<FaceBox> faces;
+std::vector<FaceRect> AnalysedImage::library_faces() const {
+    std::vector<FaceRect> faces;
     IRectsOfInterest* found = nullptr;
     if (crop->GetRectsOfInterest(&found) != eSuccess || found == nullptr) return faces;
     Counted<IRectsOfInterest> rects(found);

@@ -11,7 +11,8 @@
 #include "SmartCrop.h"
 #include "host/crop_request.h"
 #include "host/crop_selection.h"
-#include "host/image_decoding.h"
+#include "host/decoded_image.h"
+#include "host/host_error.h"
 #include "host/sharpness_map.h"
 
 namespace smartCrop::host {
@@ -20,7 +21,7 @@ struct CropAnswer {
     std::vector<CropRect> crops;  // ranked; coordinates in full-resolution pixels
     // Filled when faces were asked for: as the library counts them (widened
     // around the detector's box), inclusive full-resolution pixels.
-    std::vector<FaceBox> faces;
+    std::vector<FaceRect> faces;
     FocalPoint focus;
 };
 
@@ -55,7 +56,7 @@ private:
     // The library's list for the query, or a HostError with its reason.
     std::vector<CropRect> ask(bool all, const SuggestionParams& query,
                               const SelectionParams& selection) const;
-    std::vector<FaceBox> library_faces() const;
+    std::vector<FaceRect> library_faces() const;
     const SharpnessMap& sharpness() const;
 
     CropRequest request;

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/image_decoding.h"
+#include "host/decode_options.h"
+#include "host/decoded_image.h"
+#include "host/host_error.h"
 
 namespace smartCrop::host {
 

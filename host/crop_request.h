@@ -8,14 +8,9 @@
 #include <vector>
 
 #include "SmartCrop.h"
-#include "host/image_decoding.h"
+#include "host/host_error.h"
 
 namespace smartCrop::host {
-
-// A request no query could answer, as against an image that cannot be used.
-struct RequestError : HostError {
-    using HostError::HostError;
-};
 
 struct CropRequest {
     std::vector<double> aspects = {1.0, 4.0 / 3, 3.0 / 4, 3.0 / 2, 2.0 / 3, 16.0 / 9, 9.0 / 16};

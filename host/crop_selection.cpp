@@ -67,11 +67,11 @@ struct FaceVerdict {
     }
 };
 
-FaceVerdict judge(const CropRect& c, const std::vector<FaceBox>& faces, uint32_t width,
+FaceVerdict judge(const CropRect& c, const std::vector<FaceRect>& faces, uint32_t width,
                   uint32_t height) {
     FaceVerdict v;
-    const FaceBox* highest = nullptr;
-    for (const FaceBox& f : faces) {
+    const FaceRect* highest = nullptr;
+    for (const FaceRect& f : faces) {
         const int64_t inside = intersection_area(c, f), whole = pixel_area(f);
         if (inside == whole) {
             v.heldArea += whole;
@@ -83,9 +83,9 @@ FaceVerdict judge(const CropRect& c, const std::vector<FaceBox>& faces, uint32_t
         // of its size around it, inside the image, is spared too where a
         // crop can.
         const int32_t mx = (f.right - f.left + 1) / 5, my = (f.bottom - f.top + 1) / 5;
-        const FaceBox grown{std::max(0, f.left - mx), std::max(0, f.top - my),
-                            std::min(static_cast<int32_t>(width) - 1, f.right + mx),
-                            std::min(static_cast<int32_t>(height) - 1, f.bottom + my)};
+        const FaceRect grown{std::max(0, f.left - mx), std::max(0, f.top - my),
+                             std::min(static_cast<int32_t>(width) - 1, f.right + mx),
+                             std::min(static_cast<int32_t>(height) - 1, f.bottom + my)};
         const int64_t near = intersection_area(c, grown);
         if (near > 0 && near < pixel_area(grown)) v.cutsMargin = true;
     }
@@ -110,7 +110,7 @@ size_t nearest_ratio(const std::vector<double>& ratios, const CropRect& c) {
 std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
                                    const std::vector<double>& sharpness,
                                    const std::vector<double>& ratios,
-                                   const std::vector<FaceBox>& faces, uint32_t width,
+                                   const std::vector<FaceRect>& faces, uint32_t width,
                                    uint32_t height, const SelectionOptions& options) {
     const size_t n = candidates.size();
     if (n == 0 || ratios.empty()) return {};
@@ -210,14 +210,14 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
     return picked;
 }
 
-FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<FaceBox>& faces,
+FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<FaceRect>& faces,
                        uint32_t width, uint32_t height) {
     FocalPoint p;
     if (width == 0 || height == 0) return p;
     double x = 0, y = 0, weight = 0;
     if (!faces.empty()) {
         // The faces' centres, each by its area.
-        for (const FaceBox& f : faces) {
+        for (const FaceRect& f : faces) {
             const double a = static_cast<double>(pixel_area(f));
             x += a * (f.left + f.right + 1) / 2.0;
             y += a * (f.top + f.bottom + 1) / 2.0;
@@ -239,7 +239,7 @@ FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<Fac
     return p;
 }
 
-FaceBox tight_face(const FaceBox& widened) {
+FaceRect tight_face(const FaceRect& widened) {
     return contract::tight_face(widened);
 }
 

@@ -12,7 +12,7 @@
 namespace smartCrop::host {
 
 // A rectangle in inclusive full-resolution pixels.
-struct FaceBox {
+struct FaceRect {
     int32_t left = 0, top = 0, right = 0, bottom = 0;
 };
 
@@ -36,7 +36,7 @@ size_t nearest_ratio(const std::vector<double>& ratios, const CropRect& crop);
 std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
                                    const std::vector<double>& sharpness,
                                    const std::vector<double>& ratios,
-                                   const std::vector<FaceBox>& faces, uint32_t width,
+                                   const std::vector<FaceRect>& faces, uint32_t width,
                                    uint32_t height, const SelectionOptions& options);
 
 // Where a web page should keep its focus when it crops on its own (CSS
@@ -45,12 +45,12 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
 struct FocalPoint {
     double x = 0.5, y = 0.5;
 };
-FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<FaceBox>& faces,
+FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<FaceRect>& faces,
                        uint32_t width, uint32_t height);
 
 // The detector's box a face rectangle of the library stands for: the library
 // widens the box 1.5 times about its centre.
-FaceBox tight_face(const FaceBox& widened);
+FaceRect tight_face(const FaceRect& widened);
 
 }  // namespace smartCrop::host
 

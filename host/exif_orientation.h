@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/image_decoding.h"
+#include "host/decoded_image.h"
 
 namespace smartCrop::host {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "SmartCrop.h"
-#include "host/analysed_image.h"
-#include "host/image_decoding.h"
+#include "host/decoded_image.h"
+#include "host/host_error.h"
 
 namespace smartCrop::host {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/image_decoding.h"
+#include "host/decoded_image.h"
 
 namespace smartCrop::host {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/image_decoding.h"
+#include "host/host_error.h"
 
 namespace smartCrop::host {
 

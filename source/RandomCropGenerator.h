@@ -49,10 +49,6 @@ public:
     // is a fault of the caller.
     ConstCellRange EnabledCells(uint32_t aspectIndex) const;
 
-    const CropTable& Table() const { return cropTable; }
-    double MatchTolerance() const { return matchTolerance; }
-    uint32_t GridSteps() const { return gridSteps; }
-
 private:
     bool Same(double a, double b) const;
     // Index of the first matching entry, or the list's length when none matches.

@@ -1,7 +1,7 @@
 // Keeps OpenCV from running our calls on its worker threads: the library
 // promises to do all its work on the caller's thread.
-#ifndef SMARTCROP_ANALYSIS_SEQUENTIAL_OPENCV_H
-#define SMARTCROP_ANALYSIS_SEQUENTIAL_OPENCV_H
+#ifndef SMARTCROP_SOURCE_SEQUENTIALOPENCV_H
+#define SMARTCROP_SOURCE_SEQUENTIALOPENCV_H
 
 namespace smartCrop {
 
@@ -19,4 +19,4 @@ public:
 
 }  // namespace smartCrop
 
-#endif  // SMARTCROP_ANALYSIS_SEQUENTIAL_OPENCV_H
+#endif  // SMARTCROP_SOURCE_SEQUENTIALOPENCV_H

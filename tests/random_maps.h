@@ -16,7 +16,19 @@ inline void random_map_with_table(int rows, int cols, unsigned seed, smartCrop::
     map.resize(rows, cols);
     for (float& v : map.data) v = value(rng);
     table.resize(rows, cols);
-    smartCrop::integral_image(map, table);
+    // The table by its definition, one map at a time: each entry from the
+    // one above, the one to the left and the one above-left.
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < cols; ++c) {
+            double v = map.at(r, c);
+            if (r > 0 && c > 0)
+                v = table.at(r - 1, c) + table.at(r, c - 1) - table.at(r - 1, c - 1) + v;
+            else if (r > 0)
+                v = table.at(r - 1, c) + v;
+            else if (c > 0)
+                v = table.at(r, c - 1) + v;
+            table.at(r, c) = v;
+        }
 }
 
 }  // namespace test

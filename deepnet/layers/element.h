@@ -2,8 +2,8 @@
 #ifndef SMARTCROP_DEEPNET_LAYERS_ELEMENT_H
 #define SMARTCROP_DEEPNET_LAYERS_ELEMENT_H
 
-#include "deepnet/layer_tests.h"
 #include "deepnet/record_reader.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "deepnet/convolution_core.h"
-#include "deepnet/layer_tests.h"
 #include "deepnet/record_reader.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

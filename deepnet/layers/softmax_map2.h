@@ -2,9 +2,9 @@
 #ifndef SMARTCROP_DEEPNET_LAYERS_SOFTMAX_MAP2_H
 #define SMARTCROP_DEEPNET_LAYERS_SOFTMAX_MAP2_H
 
-#include "deepnet/layer_tests.h"
 #include "deepnet/layers/softmax.h"
 #include "deepnet/record_reader.h"
+#include "deepnet/runtime_layers.h"
 
 namespace deepnet {
 

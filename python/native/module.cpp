@@ -13,8 +13,10 @@
 
 #include "host/analysed_image.h"
 #include "host/crop_request.h"
+#include "host/decoded_image.h"
 #include "host/face_detector_setup.h"
-#include "host/image_decoding.h"
+#include "host/host_error.h"
+#include "host/photograph.h"
 
 namespace py = pybind11;
 namespace host = smartCrop::host;
@@ -56,13 +58,11 @@ public:
         host::CropRequest request;
         request.faces = faces;
         request.rects = to_rects(rects);
-        host::check_request(request);
-        host::DecodeOptions options;
-        options.maxPixels = maxPixels;
-        options.lenient = lenient;
-        options.reducedLongSide = host::reduced_long_side(request);
+        host::OpenOptions options;
+        options.decoding.maxPixels = maxPixels;
+        options.decoding.lenient = lenient;
         py::gil_scoped_release unlocked;
-        return std::make_unique<Analysis>(host::decode_file(path, options), request);
+        return std::make_unique<Analysis>(host::open_photograph(path, request, options));
     }
 
     static std::unique_ptr<Analysis> from_array(const py::array& pixels, bool faces,
@@ -100,8 +100,10 @@ public:
     }
 
     Analysis(host::DecodedImage image, const host::CropRequest& request)
-        : format(image.format),
-          analysed(std::make_unique<host::AnalysedImage>(std::move(image), request)) {}
+        : Analysis(host::AnalysedImage(std::move(image), request)) {}
+    explicit Analysis(host::AnalysedImage image)
+        : format(image.format()),
+          analysed(std::make_unique<host::AnalysedImage>(std::move(image))) {}
 
     Answer suggest(const std::vector<double>& aspects, const std::vector<double>& scales,
                    uint32_t width, uint32_t height, uint32_t count, bool perAspect, bool faces,
@@ -128,7 +130,7 @@ public:
                                c.coverageScore, c.borderScore, c.peakShare, c.centreShare,
                                c.roiScore, c.wellCovered);
         std::vector<BoxTuple> boxes;
-        for (const host::FaceBox& f : answer.faces)
+        for (const host::FaceRect& f : answer.faces)
             boxes.emplace_back(f.left, f.top, f.right, f.bottom);
         return {crops, boxes, {answer.focus.x, answer.focus.y}};
     }

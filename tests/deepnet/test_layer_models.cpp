@@ -1,7 +1,7 @@
 // Parsing network files: records, payload layouts, input resolution, damage.
 #include <gtest/gtest.h>
 
-#include "deepnet/layer_models.h"
+#include "deepnet/layer_list_reader.h"
 #include "failure_text.h"
 #include "network_writer.h"
 

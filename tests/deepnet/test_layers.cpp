@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "deepnet/convolution_core.h"
-#include "deepnet/layer_tests.h"
 #include "deepnet/layers/activation.h"
 #include "deepnet/layers/concat.h"
 #include "deepnet/layers/conv3d.h"
@@ -22,6 +21,7 @@
 #include "deepnet/layers/softmax.h"
 #include "deepnet/layers/softmax_map.h"
 #include "deepnet/layers/softmax_map2.h"
+#include "deepnet/runtime_layers.h"
 #include "failure_text.h"
 #include "portable_paths.h"
 

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "faces/antialias_resize.h"
-#include "faces/cascade_model.h"
+#include "faces/cascade_detection.h"
 
 namespace smartCrop {
 namespace {

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "deepnet/layer_tests.h"
+#include "deepnet/runtime_layers.h"
 #include "faces/cascade_model.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

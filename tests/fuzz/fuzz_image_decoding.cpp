@@ -5,6 +5,7 @@
 // image files serve as seeds as they are.
 #include <cstdlib>
 
+#include "host/host_error.h"
 #include "host/image_decoding.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -45,7 +45,7 @@ SelectionOptions first(uint32_t count = 1) {
 // A face near the top edge of a 400 x 300 image: the best-looking crop runs
 // through it, a plainer one holds it, with room above it.
 TEST(CropSelection, AFaceIsWholeOrNotThere) {
-    const std::vector<FaceBox> face = {{180, 20, 239, 79}};
+    const std::vector<FaceRect> face = {{180, 20, 239, 79}};
     const std::vector<CropRect> candidates = {
         crop(100, 40, 299, 239, 0.9),  // through the face
         crop(100, 0, 299, 199, 0.3),   // holds it, the top of the image above it
@@ -62,7 +62,7 @@ TEST(CropSelection, AFaceIsWholeOrNotThere) {
 // Two faces that no 16:9 crop of 200 x 112 holds together: the larger one
 // whole, and the smaller one not cut either.
 TEST(CropSelection, FacesThatCannotAllFitKeepTheLargestUncut) {
-    const std::vector<FaceBox> faces = {{10, 100, 40, 130}, {300, 100, 379, 179}};
+    const std::vector<FaceRect> faces = {{10, 100, 40, 130}, {300, 100, 379, 179}};
     const std::vector<CropRect> candidates = {
         crop(0, 60, 199, 171, 0.9),    // the small face only
         crop(250, 80, 449, 191, 0.2),  // the large face only
@@ -114,7 +114,7 @@ TEST(CropSelection, OneCropPerRatioFirstThenDistinctAlternatives) {
 
 TEST(CropSelection, FocalPointAndTheDetectorsBox) {
     // Faces: their centres by area (the larger at x 300.5, the smaller at 25.5).
-    const std::vector<FaceBox> faces = {{10, 100, 40, 130}, {300, 100, 300, 100}};
+    const std::vector<FaceRect> faces = {{10, 100, 40, 130}, {300, 100, 300, 100}};
     const FocalPoint onFaces = focal_point({}, faces, 400, 200);
     EXPECT_NEAR(onFaces.x, (961 * 25.5 + 1 * 300.5) / 962 / 400, 1e-12);
     EXPECT_NEAR(onFaces.y, (961 * 115.5 + 1 * 100.5) / 962 / 200, 1e-12);
@@ -127,7 +127,7 @@ TEST(CropSelection, FocalPointAndTheDetectorsBox) {
     EXPECT_EQ(focal_point({}, {}, 400, 200).x, 0.5);
 
     // The library widens the detector's box 1.5 times about its centre.
-    const FaceBox tight = tight_face({100, 60, 399, 359});  // 300 wide: the box was 200
+    const FaceRect tight = tight_face({100, 60, 399, 359});  // 300 wide: the box was 200
     EXPECT_EQ(std::vector<int>({tight.left, tight.top, tight.right, tight.bottom}),
               std::vector<int>({150, 110, 349, 309}));
 }

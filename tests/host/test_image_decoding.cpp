@@ -5,6 +5,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "host/host_error.h"
 #include "host/image_decoding.h"
 #include "host/image_encoding.h"
 

@@ -16,7 +16,15 @@ cmake -S "$source_dir/consumer" -B "$work" -G Ninja -DCMAKE_PREFIX_PATH="$prefix
 cmake --build "$work" >/dev/null
 "$work/consumer"
 "$work/host_consumer" "$source_dir/../data/rocket.jpg"
-test -f "$prefix/include/smartcrop/host/analysed_image.h"
+# Every installed host header stands alone; the layer's own are not installed.
+for header in "$prefix"/include/smartcrop/host/*.h; do
+  echo "#include \"host/$(basename "$header")\"" |
+    c++ -std=c++17 -fsyntax-only -I"$prefix/include/smartcrop" -x c++ - ||
+    { echo "installed $header does not compile alone"; exit 1; }
+done
+for internal in codecs.h exif_orientation.h tiff_directory.h; do
+  test ! -e "$prefix/include/smartcrop/host/$internal" || { echo "internal $internal installed"; exit 1; }
+done
 # The installed program finds its installed library.
 status=0
 "$prefix/bin/smartcrop" --help 2>/dev/null || status=$?

@@ -21,6 +21,7 @@
 #include "host/analysed_image.h"
 #include "host/face_detector_setup.h"
 #include "host/image_encoding.h"
+#include "host/photograph.h"
 #include "host/safe_output.h"
 #include "options.h"
 #include "preview.h"
@@ -74,13 +75,15 @@ Result process(const cli::Options& o, size_t index, const std::string& stem) {
     Result result;
     result.file = o.images[index];
     try {
-        host::DecodeOptions decoding = o.decoding;
+        host::OpenOptions open;
+        open.decoding = o.decoding;
         // Crops are cut from full-resolution pixels: they want the full
         // decode, which the pixel limit bounds.
-        decoding.reducedLongSide = o.cropsDir.empty() ? host::reduced_long_side(o.request) : 0;
-        host::DecodedImage decoded = host::decode_file(result.file, decoding);
-        cli::prefault_heap_for(decoded.width, decoded.height);
-        const host::AnalysedImage image(std::move(decoded), o.request);
+        open.fullResolution = !o.cropsDir.empty();
+        open.beforeAnalysis = [](const host::DecodedImage& decoded) {
+            cli::prefault_heap_for(decoded.width, decoded.height);
+        };
+        const host::AnalysedImage image = host::open_photograph(result.file, o.request, open);
         result.answer = image.suggest();
         result.width = image.full_width();
         result.height = image.full_height();
@@ -126,7 +129,7 @@ void print_table(const Result& r, bool faces) {
     std::printf("  focus: %.3f %.3f\n", r.answer.focus.x, r.answer.focus.y);
     if (faces) {
         std::printf("  faces: %zu", r.answer.faces.size());
-        for (const host::FaceBox& f : r.answer.faces)
+        for (const host::FaceRect& f : r.answer.faces)
             std::printf("  (%d,%d)-(%d,%d)", f.left, f.top, f.right, f.bottom);
         std::printf("\n");
     }
@@ -181,7 +184,7 @@ void print_json(const std::vector<Result>& results, bool faces) {
             if (faces) {
                 std::printf(", \"faces\": [");
                 for (size_t k = 0; k < r.answer.faces.size(); ++k) {
-                    const host::FaceBox& f = r.answer.faces[k];
+                    const host::FaceRect& f = r.answer.faces[k];
                     std::printf("%s{\"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": %d}",
                                 k ? ", " : "", f.left, f.top, f.right, f.bottom);
                 }

@@ -31,7 +31,7 @@ std::vector<uint8_t> draw_preview(const smartCrop::host::AnalysedImage& image,
                         cv::Point(static_cast<int>((right + 1) * s) - 1,
                                   static_cast<int>((bottom + 1) * s) - 1));
     };
-    for (const smartCrop::host::FaceBox& f : answer.faces)
+    for (const smartCrop::host::FaceRect& f : answer.faces)
         cv::rectangle(preview, box(f.left, f.top, f.right, f.bottom), kFace, 2);
     for (size_t k = answer.crops.size(); k-- > 0;) {  // rank 1 drawn last, on top
         const smartCrop::CropRect& c = answer.crops[k];

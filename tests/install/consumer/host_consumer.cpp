@@ -2,7 +2,7 @@
 // recommended way.
 #include <cstdio>
 
-#include "host/analysed_image.h"
+#include "host/photograph.h"
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
@@ -10,7 +10,7 @@ int main(int argc, char** argv) {
     try {
         host::CropRequest request;
         request.aspects = {1.0, 16.0 / 9};
-        const host::AnalysedImage image(host::decode_file(argv[1], {}), request);
+        const host::AnalysedImage image = host::open_photograph(argv[1], request);
         const host::CropAnswer answer = image.suggest();
         const bool ok = answer.crops.size() == 5 && answer.focus.x > 0 && answer.focus.x < 1;
         std::printf("host consumer: %zu crops, focus %.2f %.2f%s\n", answer.crops.size(),

@@ -1,8 +1,8 @@
 // The run-time network: one object per layer record, with its output shape
 // computed for the input at hand and its buffers allocated. Built afresh for
 // every forward pass, so any input size works and calls share nothing.
-#ifndef SMARTCROP_DEEPNET_LAYER_TESTS_H
-#define SMARTCROP_DEEPNET_LAYER_TESTS_H
+#ifndef SMARTCROP_DEEPNET_RUNTIME_LAYERS_H
+#define SMARTCROP_DEEPNET_RUNTIME_LAYERS_H
 
 #include <cstdint>
 #include <memory>
@@ -81,4 +81,4 @@ void deepnet_reallocate_layer_test(layer_test_list& layers, const layer_model_li
 
 }  // namespace deepnet
 
-#endif  // SMARTCROP_DEEPNET_LAYER_TESTS_H
+#endif  // SMARTCROP_DEEPNET_RUNTIME_LAYERS_H

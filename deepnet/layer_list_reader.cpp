@@ -1,4 +1,4 @@
-#include "deepnet/layer_models.h"
+#include "deepnet/layer_list_reader.h"
 
 #include <cstring>
 #include <stdexcept>
