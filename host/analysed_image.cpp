@@ -42,7 +42,7 @@ AnalysedImage::AnalysedImage(DecodedImage decoded, CropRequest req)
     }
     image = decoded.pixels.release();
     if (!image) throw HostError("the image has no pixels");
-    if (!uses_plain_ranking(request)) sharpness();
+    if (!request.designDefaults) sharpness();
     analyse();
 }
 
@@ -190,7 +190,7 @@ CropAnswer AnalysedImage::suggest() const {
 
     CropAnswer answer;
     std::vector<CropRect> found;
-    const bool plain = uses_plain_ranking(request);
+    const bool plain = request.designDefaults;
     if (plain) {
         found = ask(false, query, selection);
     } else if (request.width > 0) {

@@ -22,6 +22,9 @@ void check_request(const CropRequest& r) {
     for (double w : r.weights) {
         if (!std::isfinite(w)) throw RequestError("the weights must be finite numbers");
     }
+    if (!r.designDefaults && (r.mode != 0 || r.weights != CropRequest().weights))
+        throw RequestError(
+            "a mode and weights rank the library's own way: ask for design-defaults");
     for (const RectOfInterest& rect : r.rects) {
         if (rect.left > rect.right || rect.top > rect.bottom || rect.kind > eRoiForbidden)
             throw RequestError("a rectangle of interest is empty, inverted or of an unknown kind");
@@ -31,10 +34,6 @@ void check_request(const CropRequest& r) {
 uint32_t reduced_long_side(const CropRequest& request) {
     if (!request.rects.empty()) return 0;
     return request.faces ? 1024 : 640;
-}
-
-bool uses_plain_ranking(const CropRequest& r) {
-    return r.plain || r.mode != 0 || r.weights != CropRequest().weights;
 }
 
 }  // namespace smartCrop::host

@@ -23,12 +23,10 @@ struct CropRequest {
     std::vector<RectOfInterest> rects;
     bool faces = false;
     // The library's own ranking as designed, instead of the host layer's.
-    // A mode or weights other than the defaults ask for it too: they are
-    // the library's blend.
-    bool plain = false;
+    // A mode or weights other than the defaults are that ranking's, and
+    // are refused without it rather than switching to it unasked.
+    bool designDefaults = false;
 };
-
-bool uses_plain_ranking(const CropRequest& request);
 
 // The long side a JPEG may be reduced to while decoding (see DecodeOptions)
 // without changing what the request needs: the analysis reads 640 pixels,
@@ -40,8 +38,8 @@ uint32_t reduced_long_side(const CropRequest& request);
 
 // Throws RequestError for what no query could answer sensibly: no ratio or
 // scale, a ratio that is not a positive number, a scale outside (0, 1], a
-// count of 0, a mode above 3, a weight that is not finite, an empty or
-// inverted rectangle.
+// count of 0, a mode above 3, a weight that is not finite, a mode or weights
+// without the library's ranking, an empty or inverted rectangle.
 void check_request(const CropRequest& request);
 
 }  // namespace smartCrop::host

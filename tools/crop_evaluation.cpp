@@ -60,7 +60,7 @@ host::CropAnswer answer(const cv::Mat& bgr, const std::vector<double>& ratios, b
     host::CropRequest request;
     request.aspects = ratios;
     request.faces = faces;
-    request.plain = plain;
+    request.designDefaults = plain;
     return host::AnalysedImage(decoded_from(bgr), request).suggest();
 }
 

@@ -17,56 +17,39 @@
 #include "host/face_detector_setup.h"
 #include "host/host_error.h"
 #include "host/photograph.h"
+#include "host/request_options.h"
 
 namespace py = pybind11;
 namespace host = smartCrop::host;
 
 namespace {
 
-// (kind, left, top, right, bottom), inclusive full-resolution pixels.
-using RectTuple = std::tuple<int, int32_t, int32_t, int32_t, int32_t>;
 // left, top, right, bottom, score, aesthetic, coverage, border, peak share,
 // centre share, roi score, well covered.
 using CropTuple = std::tuple<int32_t, int32_t, int32_t, int32_t, double, double, double, double,
                              double, double, double, bool>;
 using BoxTuple = std::tuple<int32_t, int32_t, int32_t, int32_t>;
 using Answer = std::tuple<std::vector<CropTuple>, std::vector<BoxTuple>, std::pair<double, double>>;
-
-std::vector<smartCrop::RectOfInterest> to_rects(const std::vector<RectTuple>& rects) {
-    std::vector<smartCrop::RectOfInterest> out;
-    for (const auto& [kind, left, top, right, bottom] : rects) {
-        smartCrop::RectOfInterest r;
-        // An unknown kind reaches check_request as one, and is refused there.
-        r.kind = kind < 0 ? 0xFFFFu : static_cast<uint32_t>(kind);
-        r.left = left;
-        r.top = top;
-        r.right = right;
-        r.bottom = bottom;
-        out.push_back(r);
-    }
-    return out;
-}
+// (name, text) in the host layer's request options; the package turns its
+// keyword arguments into these.
+using OptionTexts = std::vector<std::pair<std::string, std::string>>;
 
 // One analysed image. The library allows one thread at a time per object;
 // with the interpreter lock released two Python threads could both be inside,
 // so each call holds the object's own lock.
 class Analysis {
 public:
-    static std::unique_ptr<Analysis> from_path(const std::string& path, bool faces,
-                                               const std::vector<RectTuple>& rects,
-                                               uint64_t maxPixels, bool lenient) {
-        host::CropRequest request;
-        request.faces = faces;
-        request.rects = to_rects(rects);
-        host::OpenOptions options;
-        options.decoding.maxPixels = maxPixels;
-        options.decoding.lenient = lenient;
+    static std::unique_ptr<Analysis> from_path(const std::string& path,
+                                               const OptionTexts& options) {
+        const host::RequestSettings settings = host::parse_request(options);
+        host::OpenOptions open;
+        open.decoding = settings.decoding;
         py::gil_scoped_release unlocked;
-        return std::make_unique<Analysis>(host::open_photograph(path, request, options));
+        return std::make_unique<Analysis>(host::open_photograph(path, settings.request, open));
     }
 
-    static std::unique_ptr<Analysis> from_array(const py::array& pixels, bool faces,
-                                                const std::vector<RectTuple>& rects) {
+    static std::unique_ptr<Analysis> from_array(const py::array& pixels,
+                                                const OptionTexts& options) {
         const py::buffer_info info = pixels.request();
         if (info.format != py::format_descriptor<uint8_t>::format())
             throw host::RequestError("the array's type must be uint8");
@@ -83,10 +66,7 @@ public:
             info.strides[0] < info.shape[1] * channels)
             throw host::RequestError(
                 "the array's rows must be contiguous (numpy.ascontiguousarray)");
-        host::CropRequest request;
-        request.faces = faces;
-        request.rects = to_rects(rects);
-        host::check_request(request);
+        const host::CropRequest request = host::parse_request(options).request;
         const host::ChannelOrder order = grey            ? host::ChannelOrder::Grey
                                          : channels == 4 ? host::ChannelOrder::Rgba
                                                          : host::ChannelOrder::Rgb;
@@ -105,19 +85,8 @@ public:
         : format(image.format()),
           analysed(std::make_unique<host::AnalysedImage>(std::move(image))) {}
 
-    Answer suggest(const std::vector<double>& aspects, const std::vector<double>& scales,
-                   uint32_t width, uint32_t height, uint32_t count, bool perAspect, bool faces,
-                   const std::vector<RectTuple>& rects, bool plain) {
-        host::CropRequest query;
-        if (!aspects.empty()) query.aspects = aspects;
-        if (!scales.empty()) query.scales = scales;
-        query.width = width;
-        query.height = height;
-        query.count = count;
-        query.perAspect = perAspect;
-        query.faces = faces;
-        query.rects = to_rects(rects);
-        query.plain = plain;
+    Answer suggest(const OptionTexts& options) {
+        const host::CropRequest query = host::parse_request(options).request;
         host::CropAnswer answer;
         {
             py::gil_scoped_release unlocked;
@@ -174,15 +143,24 @@ PYBIND11_MODULE(_native, m) {
 
     m.def("use_face_detector", &host::use_face_detector, py::arg("config_path"),
           py::call_guard<py::gil_scoped_release>());
+    m.def(
+        "request_options",
+        [] {
+            std::vector<std::tuple<std::string, bool, bool, std::string>> out;
+            for (const host::RequestOption& o : host::request_options())
+                out.emplace_back(o.name, o.value == nullptr, o.repeatable, o.help);
+            return out;
+        },
+        "(name, is a switch, repeatable, help) of every request option");
+    m.def("parse_ratio", &host::parse_ratio, py::arg("text"));
+    m.def(
+        "check_options", [](const OptionTexts& options) { host::parse_request(options); },
+        py::arg("options"));
 
     py::class_<Analysis>(m, "Analysis")
-        .def_static("from_path", &Analysis::from_path, py::arg("path"), py::arg("faces"),
-                    py::arg("rects"), py::arg("max_pixels"), py::arg("lenient"))
-        .def_static("from_array", &Analysis::from_array, py::arg("pixels"), py::arg("faces"),
-                    py::arg("rects"))
-        .def("suggest", &Analysis::suggest, py::arg("aspects"), py::arg("scales"), py::arg("width"),
-             py::arg("height"), py::arg("count"), py::arg("per_aspect"), py::arg("faces"),
-             py::arg("rects"), py::arg("plain"))
+        .def_static("from_path", &Analysis::from_path, py::arg("path"), py::arg("options"))
+        .def_static("from_array", &Analysis::from_array, py::arg("pixels"), py::arg("options"))
+        .def("suggest", &Analysis::suggest, py::arg("options"))
         .def("close", &Analysis::close)
         .def_property_readonly("closed", &Analysis::closed)
         .def_property_readonly("width", &Analysis::width)

@@ -2,16 +2,15 @@
 
 from __future__ import annotations
 
-import math
 import os
 import threading
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, List, Optional, Sequence, Tuple, Union
+from typing import TYPE_CHECKING, Any, Dict, List, Optional, Sequence, Tuple, Union
 
 import numpy as np
 
 from . import _native
-from .records import ROI_KINDS, Box, Crop, Roi, RoiLike, as_rois
+from .records import Box, Crop, Roi, RoiLike, as_rois
 
 if TYPE_CHECKING:  # PIL is needed only when a PIL image is handed in
     from PIL import Image as PILImage
@@ -19,7 +18,10 @@ if TYPE_CHECKING:  # PIL is needed only when a PIL image is handed in
 Error = _native.Error
 
 ImageLike = Union[np.ndarray, "PILImage.Image", str, "os.PathLike[str]"]
-AspectLike = Union[str, float, Sequence[Union[str, float]]]
+RatioLike = Union[str, float, Tuple[float, float]]
+AspectLike = Union[RatioLike, Sequence[RatioLike]]
+SizeLike = Union[None, str, Tuple[int, int]]
+ScalesLike = Union[None, float, Sequence[float]]
 
 DEFAULT_MAX_PIXELS = 100_000_000
 
@@ -49,51 +51,81 @@ def _ensure_face_detector() -> None:
         use_face_detector()
 
 
-def parse_aspect(aspect: Union[str, float]) -> float:
-    """``"16:9"``, ``"1.5"``, ``1.5`` or ``(16, 9)``-free forms to a ratio."""
-    try:
-        if isinstance(aspect, str):
-            if ":" in aspect:
-                w, h = aspect.split(":", 1)
-                value = float(w) / float(h)
-            else:
-                value = float(aspect)
-        else:
-            value = float(aspect)
-    except (ValueError, ZeroDivisionError):
-        raise ValueError(f"bad aspect ratio: {aspect!r}") from None
-    if not (value > 0 and math.isfinite(value)):
-        raise ValueError(f"bad aspect ratio: {aspect!r}")
-    return value
+def _number(v: Any) -> str:
+    if isinstance(v, bool) or not isinstance(v, (int, float, np.integer, np.floating)):
+        raise ValueError(f"a number, not {v!r}")
+    return str(int(v)) if isinstance(v, (int, np.integer)) else repr(float(v))
 
 
-def parse_aspects(aspect: Optional[AspectLike]) -> List[float]:
-    if aspect is None:
-        return []
-    if isinstance(aspect, (str, int, float)):
-        return [parse_aspect(aspect)]
-    return [parse_aspect(a) for a in aspect]
+def _ratio_text(aspect: Any) -> str:
+    # A pair of numbers is one ratio, width to height.
+    if isinstance(aspect, str):
+        return aspect
+    if isinstance(aspect, tuple) and len(aspect) == 2:
+        return f"{_number(aspect[0])}:{_number(aspect[1])}"
+    return _number(aspect)
 
 
-def parse_size(size: Union[None, str, Tuple[int, int]]) -> Tuple[int, int]:
-    if size is None:
-        return (0, 0)
+def _aspect_texts(aspect: Any) -> List[str]:
+    if isinstance(aspect, (str, int, float, np.number)) or (isinstance(aspect, tuple) and len(aspect) == 2):
+        return [_ratio_text(aspect)]
+    return [_ratio_text(a) for a in aspect]
+
+
+def _size_text(size: Any) -> str:
     if isinstance(size, str):
-        parts = size.lower().split("x")
-        if len(parts) != 2:
-            raise ValueError(f"a size is WIDTHxHEIGHT, not {size!r}")
-        size = (parts[0], parts[1])  # type: ignore[assignment]
+        return size
     try:
-        w, h = (int(v) for v in size)  # type: ignore[union-attr]
+        w, h = size
     except (TypeError, ValueError):
-        raise ValueError(f"a size is (width, height), not {size!r}") from None
-    if w <= 0 or h <= 0 or w > 2**32 - 1 or h > 2**32 - 1:
-        raise ValueError(f"a size must be positive, not {size!r}")
-    return (w, h)
+        raise ValueError(f"a size is (width, height) or \"WxH\", not {size!r}") from None
+    return f"{_number(w)}x{_number(h)}"
 
 
-def _native_rects(rois: Sequence[Roi]) -> List[Tuple[int, int, int, int, int]]:
-    return [(ROI_KINDS.index(r.kind), r.left, r.top, r.right, r.bottom) for r in rois]
+def _list_text(values: Any) -> str:
+    if isinstance(values, (int, float, np.number)):
+        return _number(values)
+    return ",".join(_number(v) for v in values)
+
+
+def _roi_texts(rois: Any) -> List[str]:
+    return [f"{r.kind}:{r.left},{r.top},{r.right},{r.bottom}" for r in as_rois(rois)]
+
+
+# Each request option's value as the host layer's text form; switches and
+# numbers need nothing of their own. The options themselves, their checks
+# and their help are the host layer's (``_native.request_options()``).
+_TEXT_FORMS = {"aspect": _aspect_texts, "size": _size_text, "scales": _list_text,
+               "weights": _list_text, "roi": _roi_texts}
+_OPTIONS = {name.replace("-", "_"): (name, switch, repeatable)
+            for name, switch, repeatable, _ in _native.request_options()}
+
+
+def parse_aspect(aspect: RatioLike) -> float:
+    """``"16:9"``, ``"1.5"``, ``1.5`` or ``(16, 9)`` to a ratio; ``ValueError``
+    for anything else."""
+    return _native.parse_ratio(_ratio_text(aspect))
+
+
+def option_texts(**options: Any) -> List[Tuple[str, str]]:
+    """The host layer's (name, text) pairs for keyword options; ``None``
+    leaves an option at its default. ``ValueError`` for a bad value,
+    ``TypeError`` for an unknown name."""
+    texts: List[Tuple[str, str]] = []
+    for key, value in options.items():
+        if key not in _OPTIONS:
+            raise TypeError(f"no option is called {key!r}")
+        if value is None:
+            continue
+        name, switch, repeatable = _OPTIONS[key]
+        if switch:
+            if value:
+                texts.append((name, ""))
+            continue
+        form = _TEXT_FORMS.get(key, _number)
+        made = form(value)
+        texts.extend((name, t) for t in (made if isinstance(made, list) else [made]))
+    return texts
 
 
 def _pixels(image: Any) -> np.ndarray:
@@ -154,48 +186,51 @@ class Analysis:
     def closed(self) -> bool:
         return self._native.closed
 
-    def answer(self, aspect: Optional[AspectLike] = None, *, size: Union[None, str, Tuple[int, int]] = None,
-               scales: Optional[Sequence[float]] = None, count: int = 5, per_aspect: bool = False,
+    def answer(self, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+               scales: ScalesLike = None, count: int = 5, per_aspect: bool = False,
                faces: Optional[bool] = None, roi: Optional[Sequence[RoiLike]] = None,
-               plain: bool = False) -> Answer:
+               design_defaults: bool = False, mode: Optional[int] = None,
+               weights: Optional[Sequence[float]] = None) -> Answer:
         """The full answer of :meth:`suggest`, with the faces and the focal point."""
-        if count < 1:
-            raise ValueError("at least one suggestion must be asked for")
-        width, height = parse_size(size)
         use_faces = self._faces if faces is None else bool(faces)
         rois = self._roi if roi is None else as_rois(roi)
+        texts = option_texts(aspect=aspect, size=size, scales=scales, count=count,
+                             per_aspect=per_aspect, faces=use_faces, roi=rois,
+                             design_defaults=design_defaults, mode=mode, weights=weights)
         if use_faces:
             _ensure_face_detector()
-        crops, boxes, focus = self._native.suggest(
-            aspects=parse_aspects(aspect), scales=[float(s) for s in scales or ()], width=width,
-            height=height, count=int(count), per_aspect=per_aspect, faces=use_faces,
-            rects=_native_rects(rois), plain=plain)
+        crops, boxes, focus = self._native.suggest(texts)
         self._roi = rois
         return Answer([Crop(*c) for c in crops], [Box(*b) for b in boxes], focus)
 
-    def suggest(self, aspect: Optional[AspectLike] = None, *, size: Union[None, str, Tuple[int, int]] = None,
-                scales: Optional[Sequence[float]] = None, count: int = 5, per_aspect: bool = False,
+    def suggest(self, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+                scales: ScalesLike = None, count: int = 5, per_aspect: bool = False,
                 faces: Optional[bool] = None, roi: Optional[Sequence[RoiLike]] = None,
-                plain: bool = False) -> List[Crop]:
+                design_defaults: bool = False, mode: Optional[int] = None,
+                weights: Optional[Sequence[float]] = None) -> List[Crop]:
         """Ranked crops, best first.
 
-        ``aspect``: one ratio or several (``"16:9"``, ``1.5``); by default
-        1:1 4:3 3:4 3:2 2:3 16:9 9:16. ``size``: one exact crop size
-        ``(w, h)`` or ``"WxH"`` instead. ``scales``: shares of the image's
-        extent in (0, 1]. ``count``: suggestions (per ratio with
-        ``per_aspect``). ``faces``: let faces count (default: as asked of :func:`analyze`).
-        ``roi``: rectangles of interest (default: those of the last query,
-        else of :func:`analyze`); other rectangles, or faces on an analysis
-        made without them, analyse the image again. ``plain``: the library's own ranking as designed.
+        ``aspect``: one ratio (``"16:9"``, ``1.5``, ``(16, 9)``) or a list of
+        them; by default 1:1 4:3 3:4 3:2 2:3 16:9 9:16. ``size``: one exact
+        crop size ``(w, h)`` or ``"WxH"`` instead. ``scales``: shares of the
+        image's extent in (0, 1], one or a list. ``count``: suggestions (per
+        ratio with ``per_aspect``). ``faces``: let faces count (default: as
+        asked of :func:`analyze`). ``roi``: rectangles of interest (default:
+        those of the last query, else of :func:`analyze`); other rectangles,
+        or faces on an analysis made without them, analyse the image again.
+        ``design_defaults``: the library's own ranking as designed, which
+        ``mode`` and ``weights`` tune.
 
         Raises ``ValueError`` for a request this image cannot answer."""
         return self.answer(aspect, size=size, scales=scales, count=count, per_aspect=per_aspect,
-                           faces=faces, roi=roi, plain=plain).crops
+                           faces=faces, roi=roi, design_defaults=design_defaults, mode=mode,
+                           weights=weights).crops
 
     @property
     def faces(self) -> List[Box]:
         """The faces found (analysing for them if this analysis was made
-        without), tight detector boxes in full-resolution pixels."""
+        without), as the library counts them: the detector's boxes widened
+        1.5 times about their centres, full-resolution pixels."""
         return self.answer(faces=True).faces
 
     @property
@@ -254,30 +289,59 @@ def analyze(image: ImageLike, *, faces: bool = False, roi: Optional[Sequence[Roi
     Raises :class:`Error` for an image that cannot be used, ``ValueError``
     for a bad request, ``FileNotFoundError`` for a missing file."""
     rois = as_rois(roi)
+    texts = option_texts(faces=faces, roi=rois, max_pixels=max_pixels, lenient=lenient)
     if faces:
         _ensure_face_detector()
-    rects = _native_rects(rois)
     if isinstance(image, (str, os.PathLike)):
         path = os.fspath(image)
         if not os.path.exists(path):
             raise FileNotFoundError(2, "No such file or directory", path)
-        if max_pixels < 1:
-            raise ValueError("max_pixels must be at least 1")
-        native = _native.Analysis.from_path(path, faces=faces, rects=rects, max_pixels=int(max_pixels),
-                                            lenient=lenient)
+        native = _native.Analysis.from_path(path, texts)
     else:
-        native = _native.Analysis.from_array(_pixels(image), faces=faces, rects=rects)
+        native = _native.Analysis.from_array(_pixels(image), texts)
     return Analysis(native, faces, rois)
 
 
-def suggest(image: ImageLike, aspect: Optional[AspectLike] = None, **query: Any) -> List[Crop]:
-    """One-shot: analyses ``image`` and answers one query (see
-    :meth:`Analysis.suggest`)."""
-    with analyze(image, faces=bool(query.get("faces")), roi=query.get("roi")) as analysis:
-        return analysis.suggest(aspect, **query)
+_ANALYSIS_OPTIONS = ("faces", "roi", "max_pixels", "lenient")
 
 
-def crop(image: ImageLike, aspect: Optional[AspectLike] = None, **query: Any) -> Any:
+def _split(query: Dict[str, Any]) -> Tuple[Dict[str, Any], Dict[str, Any]]:
+    """The options of :func:`analyze` and those of the query."""
+    at_analysis = {k: query[k] for k in _ANALYSIS_OPTIONS if k in query}
+    asked = {k: v for k, v in query.items() if k not in ("max_pixels", "lenient")}
+    return at_analysis, asked
+
+
+def suggest(image: ImageLike, aspect: Optional[AspectLike] = None, **options: Any) -> List[Crop]:
+    """One-shot: analyses ``image`` and answers one query; every option of
+    :func:`analyze` and :meth:`Analysis.suggest` is accepted."""
+    at_analysis, asked = _split(options)
+    with analyze(image, **at_analysis) as analysis:
+        return analysis.suggest(aspect, **asked)
+
+
+def crop(image: ImageLike, aspect: Optional[AspectLike] = None, **options: Any) -> Any:
     """One-shot: the best crop of ``image`` cut out (see :meth:`Analysis.crop`)."""
-    with analyze(image, faces=bool(query.get("faces")), roi=query.get("roi")) as analysis:
-        return analysis.crop(image, aspect, **query)
+    at_analysis, asked = _split(options)
+    with analyze(image, **at_analysis) as analysis:
+        return analysis.crop(image, aspect, **asked)
+
+
+def answer_options(path: Union[str, "os.PathLike[str]"],
+                   texts: Sequence[Tuple[str, str]]) -> Tuple[int, int, Answer, bool]:
+    """One photograph answered from the host layer's (name, text) options,
+    as a command line gives them: its width, height, answer, and whether
+    faces were asked for."""
+    faces = ("faces", "") in texts
+    if faces:
+        _ensure_face_detector()
+    path = os.fspath(path)
+    if not os.path.exists(path):
+        raise FileNotFoundError(2, "No such file or directory", path)
+    native = _native.Analysis.from_path(path, list(texts))
+    try:
+        crops, boxes, focus = native.suggest(list(texts))
+        answer = Answer([Crop(*c) for c in crops], [Box(*b) for b in boxes], focus)
+        return native.width, native.height, answer, faces
+    finally:
+        native.close()

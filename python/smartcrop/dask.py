@@ -25,49 +25,40 @@ import glob
 import json
 import os
 import sys
-from dataclasses import dataclass
 from typing import Any, Dict, Iterable, List, Optional, Sequence, Tuple, Union
 
-from .analysis import DEFAULT_MAX_PIXELS, AspectLike, analyze, parse_aspects, parse_size
+from . import _native
+from .analysis import answer_options, option_texts
 from .records import error_record, photo_record
 
 
-@dataclass(frozen=True)
 class CropOptions:
-    """What is asked of every photograph (see ``Analysis.suggest``)."""
+    """What is asked of every photograph: any option of ``smartcrop.suggest``
+    (the host layer's request options), checked at once so that a bad
+    request fails the call, not every photograph alone."""
 
-    aspect: Optional[AspectLike] = None
-    size: Optional[Union[str, Tuple[int, int]]] = None
-    scales: Optional[Sequence[float]] = None
-    count: int = 5
-    per_aspect: bool = False
-    faces: bool = False
-    plain: bool = False
-    max_pixels: int = DEFAULT_MAX_PIXELS
-    lenient: bool = False
+    def __init__(self, **options: Any) -> None:
+        self.texts: Tuple[Tuple[str, str], ...] = tuple(option_texts(**options))
+        _native.check_options(list(self.texts))
 
-    def __post_init__(self) -> None:
-        # A bad request fails the call at once, not every photograph alone.
-        parse_aspects(self.aspect)
-        parse_size(self.size)
-        if self.count < 1:
-            raise ValueError("at least one suggestion must be asked for")
-        if any(not (0 < s <= 1) for s in self.scales or ()):
-            raise ValueError("scales lie in (0, 1]")
-        if self.max_pixels < 1:
-            raise ValueError("max_pixels must be at least 1")
+    @classmethod
+    def from_texts(cls, texts: Sequence[Tuple[str, str]]) -> "CropOptions":
+        """From the host layer's (name, text) pairs, as a command line gives them."""
+        made = cls.__new__(cls)
+        made.texts = tuple(texts)
+        _native.check_options(list(made.texts))
+        return made
+
+    def __repr__(self) -> str:
+        return f"CropOptions({', '.join(f'{n}={t!r}' if t else n for n, t in self.texts)})"
 
 
 def crop_file(path: str, options: CropOptions = CropOptions()) -> Dict[str, Any]:
     """One photograph's record; a failure is a record with its ``"error"``."""
     try:
-        with analyze(path, faces=options.faces, max_pixels=options.max_pixels,
-                     lenient=options.lenient) as photo:
-            answer = photo.answer(options.aspect, size=options.size, scales=options.scales,
-                                  count=options.count, per_aspect=options.per_aspect,
-                                  faces=options.faces, plain=options.plain)
-            return photo_record(path, photo.width, photo.height, answer.crops, answer.focal_point,
-                                answer.faces if options.faces else None)
+        width, height, answer, faces = answer_options(path, options.texts)
+        return photo_record(path, width, height, answer.crops, answer.focal_point,
+                            answer.faces if faces else None)
     except Exception as e:  # every failure of one file is that file's record
         return error_record(path, str(e) or type(e).__name__)
 
@@ -103,17 +94,19 @@ def _partitions(paths: List[str], size: int) -> List[List[str]]:
 
 def crop_files(paths: Iterable[Union[str, "os.PathLike[str]"]], *, client: Any = None,
                partition_size: Optional[int] = None, out: Optional[str] = None,
-               progress: bool = False, **options: Any) -> Union[List[Dict[str, Any]], Dict[str, int]]:
+               progress: bool = False, options: Optional[CropOptions] = None,
+               **keywords: Any) -> Union[List[Dict[str, Any]], Dict[str, int]]:
     """Crops ``paths`` on a ``dask.distributed`` client (by default the
     current one, else a local cluster for the call) and returns the records
     in the order of ``paths``; with ``out``, writes them as JSON lines as
     partitions finish and returns the counts ``{"photos": n, "errors": e}``.
-    ``options`` are :class:`CropOptions`' fields. ``partition_size``:
+    ``keywords`` are the options of ``smartcrop.suggest`` (or give a
+    :class:`CropOptions` as ``options``). ``partition_size``:
     photographs per task (default: about four tasks per worker thread, at
     most 64 photographs each)."""
     from distributed import as_completed, get_client, progress as progress_bar
 
-    crop_options = CropOptions(**options)
+    crop_options = options if options is not None else CropOptions(**keywords)
     files = [os.fspath(p) for p in paths]
     own_cluster = None
     if client is None:
@@ -167,25 +160,28 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
     parser.add_argument("--out", required=True, help="the JSON lines file to write")
     parser.add_argument("--scheduler", help="the scheduler's address (default: a local cluster)")
     parser.add_argument("--workers", type=int, help="local cluster: worker processes (default: cores)")
-    parser.add_argument("--aspect", action="append", help="aspect ratio, repeatable (16:9, 1.5)")
-    parser.add_argument("--size", help="one exact crop size WxH")
-    parser.add_argument("--scales", help="comma-separated scales in (0, 1]")
-    parser.add_argument("--count", type=int, default=5)
-    parser.add_argument("--per-aspect", action="store_true")
-    parser.add_argument("--faces", action="store_true")
+    # The request options are the host layer's, as the program's are.
+    for name, switch, repeatable, help_text in _native.request_options():
+        if switch:
+            parser.add_argument(f"--{name}", action="store_true", help=help_text)
+        else:
+            parser.add_argument(f"--{name}", action="append" if repeatable else "store", help=help_text)
     parser.add_argument("--partition-size", type=int)
     parser.add_argument("--no-progress", action="store_true")
     args = parser.parse_args(argv)
 
     files = _expand(args.patterns)
-    options: Dict[str, Any] = dict(aspect=args.aspect, size=args.size, count=args.count,
-                                   per_aspect=args.per_aspect, faces=args.faces)
+    texts: List[Tuple[str, str]] = []
+    for name, switch, repeatable, _ in _native.request_options():
+        value = getattr(args, name.replace("-", "_"))
+        if switch:
+            texts.extend([(name, "")] if value else [])
+        elif value is not None:
+            texts.extend((name, v) for v in (value if repeatable else [value]))
     if args.partition_size is not None and args.partition_size < 1:
         parser.error("--partition-size must be at least 1")
     try:
-        if args.scales:
-            options["scales"] = [float(s) for s in args.scales.split(",")]
-        CropOptions(**options)
+        options = CropOptions.from_texts(texts)
     except ValueError as e:
         parser.error(str(e))
     from distributed import Client
@@ -198,7 +194,7 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         client = Client(cluster)
     try:
         counts = crop_files(files, client=client, partition_size=args.partition_size, out=args.out,
-                            progress=not args.no_progress and sys.stderr.isatty(), **options)
+                            progress=not args.no_progress and sys.stderr.isatty(), options=options)
     finally:
         client.close()
         if cluster is not None:

@@ -1,6 +1,7 @@
 """The package against the program, its rules on what it is handed, and its
 errors."""
 
+import os
 import threading
 
 import numpy as np
@@ -33,7 +34,7 @@ def same_record(ours, theirs):
     (("--aspect", "1", "--aspect", "2:3", "--per-aspect", "--count", "2", "--scales", "1,0.7"),
      {"aspect": ["1", "2:3"], "per_aspect": True, "count": 2, "scales": [1, 0.7]}),
     (("--size", "200x150", "--count", "2"), {"size": "200x150", "count": 2}),
-    (("--design-defaults", "--aspect", "4:3"), {"aspect": "4:3", "plain": True}),
+    (("--design-defaults", "--aspect", "4:3"), {"aspect": "4:3", "design_defaults": True}),
     (("--faces", "--aspect", "1"), {"aspect": "1", "faces": True}),
     (("--roi", "required:100,120,160,180", "--roi", "forbidden:0,0,40,200", "--aspect", "1", "--aspect", "4:3",
       "--count", "8"),
@@ -96,11 +97,11 @@ def test_crop_cuts_the_best_crop_out(scenes):
     (np.zeros((40, 60, 3), np.float32), {}, "the array's type must be uint8, not float32"),
     (np.zeros((40, 60, 2), np.uint8), {}, "the array must be height x width, or height x width x 3 or 4"),
     (np.zeros((0, 60, 3), np.uint8), {}, "the array has no pixels"),
-    (np.zeros((40, 60, 3), np.uint8), {"aspect": "16:0"}, "bad aspect ratio: '16:0'"),
-    (np.zeros((40, 60, 3), np.uint8), {"aspect": "wide"}, "bad aspect ratio: 'wide'"),
+    (np.zeros((40, 60, 3), np.uint8), {"aspect": "16:0"}, "bad aspect ratio: 16:0"),
+    (np.zeros((40, 60, 3), np.uint8), {"aspect": "wide"}, "bad aspect ratio: wide"),
     (np.zeros((40, 60, 3), np.uint8), {"count": 0}, "at least one suggestion must be asked for"),
     (np.zeros((40, 60, 3), np.uint8), {"scales": [1.5]}, "scales lie in (0, 1]"),
-    (np.zeros((40, 60, 3), np.uint8), {"size": "7y10"}, "a size is WIDTHxHEIGHT, not '7y10'"),
+    (np.zeros((40, 60, 3), np.uint8), {"size": "7y10"}, "a size is WxH, not 7y10"),
     (np.zeros((40, 60, 3), np.uint8), {"roi": [("kept", 0, 0, 1, 1)]}, "a rectangle's kind is one of"),
     (np.zeros((40, 60, 3), np.uint8), {"roi": [("wanted", 5, 0, 1, 1)]},
      "a rectangle of interest is empty, inverted or of an unknown kind"),
@@ -148,3 +149,44 @@ def test_a_closed_analysis_refuses_queries_and_threads_share_one_safely(scenes):
     with pytest.raises(ValueError, match="the analysis is closed"):
         photo.suggest("1")
     photo.close()  # twice is harmless
+
+
+def test_every_surface_takes_every_request_option(photo_paths, program):
+    """The request options are the host layer's: the program, the Python
+    package and the Dask command take the same ones, so an option added
+    there cannot be missed here."""
+    import inspect
+    import subprocess
+    import sys
+
+    from smartcrop import _native
+    names = {name for name, _, _, _ in _native.request_options()}
+    python = set(inspect.signature(smartcrop.Analysis.suggest).parameters) - {"self"}
+    python |= set(inspect.signature(smartcrop.analyze).parameters) - {"image"}
+    assert python == {n.replace("-", "_") for n in names}
+    program_help = subprocess.run([os.environ["SMARTCROP_CLI"], "--help"], capture_output=True, text=True).stderr
+    dask_help = subprocess.run([sys.executable, "-m", "smartcrop.dask", "--help"], capture_output=True,
+                               text=True, env=dict(os.environ, COLUMNS="200")).stdout
+    for name in names:
+        assert f"--{name}" in program_help and f"--{name}" in dask_help, name
+    # All of them at once, in Python's types, answer as the program does.
+    every = dict(aspect=(4, 3), scales=[1, 0.8], count=2, per_aspect=True, faces=False,
+                 roi=[("wanted", 10, 10, 60, 60)], design_defaults=True, mode=1,
+                 weights=[1, 1, 1, 0, 0, 1], max_pixels=10**8, lenient=True)
+    assert set(every) | {"size"} == python
+    ours = smartcrop.suggest(photo_paths[0], **every)
+    theirs = program("--aspect", "4:3", "--scales", "1,0.8", "--count", "2", "--per-aspect",
+                     "--roi", "wanted:10,10,60,60", "--design-defaults", "--mode", "1", "--weights",
+                     "1,1,1,0,0,1", "--max-pixels", "100000000", "--lenient", photo_paths[0])
+    assert [c.box for c in ours] == [(s["left"], s["top"], s["right"] + 1, s["bottom"] + 1)
+                                     for s in theirs[0]["suggestions"]]
+
+
+def test_a_pair_is_one_ratio_and_a_mode_needs_the_design_ranking(photo_paths):
+    with smartcrop.analyze(photo_paths[0]) as photo:
+        wide = photo.suggest((16, 9), count=1)[0]
+        assert wide.width / wide.height == pytest.approx(16 / 9, abs=0.02)
+        assert photo.suggest(scales=0.5, aspect="1", count=1)[0].width <= photo.width // 2 + 1
+        with pytest.raises(ValueError, match="ask for design-defaults"):
+            photo.suggest("1", mode=2)
+    assert smartcrop.parse_aspect((3, 2)) == 1.5

@@ -211,10 +211,9 @@ int main(int argc, char** argv) {
     cli::Options o;
     try {
         o = cli::parse(argc, argv);
-        host::check_request(o.request);
     } catch (const std::runtime_error& e) {
         if (*e.what()) std::fprintf(stderr, "smartcrop: %s\n", e.what());
-        std::fputs(cli::kUsage, stderr);
+        std::fputs(cli::usage().c_str(), stderr);
         return 2;
     }
     // Parallelism is -j's alone: OpenCV's pool would otherwise put the host

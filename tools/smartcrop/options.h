@@ -1,4 +1,5 @@
-// Command line of the smartcrop program.
+// Command line of the smartcrop program: the host layer's request options
+// and the program's own (output, files, threads).
 #ifndef SMARTCROP_TOOLS_SMARTCROP_OPTIONS_H
 #define SMARTCROP_TOOLS_SMARTCROP_OPTIONS_H
 
@@ -7,7 +8,7 @@
 #include <vector>
 
 #include "host/crop_request.h"
-#include "host/image_decoding.h"
+#include "host/decode_options.h"
 
 namespace cli {
 
@@ -30,11 +31,10 @@ struct Options {
     std::vector<std::string> images;
 };
 
-// Throws UsageError with a short reason.
+// Throws UsageError with a short reason; the request is checked whole.
 Options parse(int argc, char** argv);
-// "16:9", "4:3", "1", "1.5".
-double parse_ratio(const std::string& text);
-extern const char* const kUsage;
+// The usage text, the request options' lines from the host layer's table.
+std::string usage();
 
 }  // namespace cli
 
