@@ -3,6 +3,8 @@
 // hard rectangles the host applies to GetAllCrops as GetSuggestions does.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdlib>
 #include <random>
 
 #include "SmartCrop.h"
@@ -34,21 +36,28 @@ TEST(RectGeometry, CoverageAndOverlap) {
     EXPECT_GT(covered_fraction(huge, a), 0.99f);  // no overflow on extreme coordinates
 }
 
-// The host's tight box of a library face is the detector's box again, to
-// the pixel, for boxes anywhere and of any size the cascade reports.
+// The host's tight box of a library face is the detector's box again: the
+// widening truncates to the copy's pixels, so a side may be one pixel off,
+// but no more, and without a lean to either side.
 TEST(LibraryContract, TightFaceUndoesTheWidening) {
     std::mt19937 rng(7);
     std::uniform_int_distribution<int> pos(200, 1800), size(12, 400);
-    for (int i = 0; i < 2000; ++i) {
+    constexpr int kBoxes = 2000;
+    double lean[4] = {0, 0, 0, 0};
+    for (int i = 0; i < kBoxes; ++i) {
         const FaceBox box{pos(rng), pos(rng), size(rng), size(rng), 0.9f};
         RectOfInterest widened;
         ASSERT_TRUE(widened_face(box, 1.0f, 4096, 4096, widened));
         const RectOfInterest tight = contract::tight_face(widened);
-        EXPECT_NEAR(tight.left, box.x, 1) << i;
-        EXPECT_NEAR(tight.top, box.y, 1) << i;
-        EXPECT_NEAR(tight.right, box.x + box.width, 1) << i;
-        EXPECT_NEAR(tight.bottom, box.y + box.height, 1) << i;
+        const int error[4] = {tight.left - box.x, tight.top - box.y,
+                              tight.right - (box.x + box.width),
+                              tight.bottom - (box.y + box.height)};
+        for (int side = 0; side < 4; ++side) {
+            ASSERT_LE(std::abs(error[side]), 1) << i << " side " << side;
+            lean[side] += error[side];
+        }
     }
+    for (double sum : lean) EXPECT_LT(std::fabs(sum / kBoxes), 0.3) << sum / kBoxes;
 }
 
 // GetSuggestions keeps only candidates that honour the hard rectangles by
