@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "kernels/library_contract.h"
 
@@ -11,6 +13,13 @@ namespace smartCrop::host {
 namespace {
 
 constexpr uint64_t kThinnest = 300;
+
+// An exact size adds its ratio and scale to the object's lists for good, and
+// every listed cell is scored by each query after, enabled or not. Past this
+// many entries beyond the request's the image is analysed afresh: a long run
+// of sizes then costs one analysis per this many sizes, not a query that
+// grows without limit.
+constexpr uint64_t kListSlack = 16;
 
 std::string size_text(uint64_t width, uint64_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
@@ -85,8 +94,13 @@ bool same_rects(const std::vector<RectOfInterest>& a, const std::vector<RectOfIn
 
 CropAnswer AnalysedImage::suggest(const CropRequest& query) {
     check_request(query);
-    const bool again =
-        !same_rects(query.rects, analysedRects) || (query.faces && !analysedWithFaces);
+    uint64_t listedAspects = 0, listedScales = 0;
+    crop->GetAspectRatios(&listedAspects);
+    crop->GetScaleRatios(&listedScales);
+    const bool again = !same_rects(query.rects, analysedRects) ||
+                       (query.faces && !analysedWithFaces) ||
+                       listedAspects > query.aspects.size() + kListSlack ||
+                       listedScales > query.scales.size() + kListSlack;
     request = query;
     if (again) {
         analyse();
@@ -106,8 +120,23 @@ CropAnswer AnalysedImage::suggest(const CropRequest& query) {
         };
         set_only(request.aspects, &ISmartCrop::GetAspectRatios, &ISmartCrop::SetAspectRatio);
         set_only(request.scales, &ISmartCrop::GetScaleRatios, &ISmartCrop::SetScaleRatio);
+        // The entries an exact size of an earlier query added were switched
+        // off with the rest; the library refuses a size whose entries are off.
+        if (request.width > 0) {
+            const auto [w, h] = decoded_size();
+            const double W = width(), H = height(), r = w / h;
+            crop->SetAspectRatio(r, true);
+            crop->SetScaleRatio(r > W / H ? w / W : h / H, true);
+        }
     }
     return suggest();
+}
+
+std::pair<double, double> AnalysedImage::decoded_size() const {
+    const double sx = static_cast<double>(width()) / fullWidth;
+    const double sy = static_cast<double>(height()) / fullHeight;
+    return {std::max(1.0, std::round(request.width * sx)),
+            std::max(1.0, std::round(request.height * sy))};
 }
 
 uint32_t AnalysedImage::width() const {
@@ -174,11 +203,8 @@ CropAnswer AnalysedImage::suggest() const {
 
     SuggestionParams query;
     query.useFaces = request.faces;
-    const double sx = static_cast<double>(width()) / fullWidth;
-    const double sy = static_cast<double>(height()) / fullHeight;
     if (request.width > 0) {
-        query.width = std::max(1.0, std::round(request.width * sx));
-        query.height = std::max(1.0, std::round(request.height * sy));
+        std::tie(query.width, query.height) = decoded_size();
     } else if (request.aspects.size() == 1 && !request.perAspect) {
         query.aspectRatio = request.aspects[0];
     }

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "SmartCrop.h"
@@ -53,6 +54,8 @@ public:
 private:
     void analyse();
     CropRect to_full(const CropRect& crop) const;
+    // The request's exact size in the decoded pixels the library holds.
+    std::pair<double, double> decoded_size() const;
     // The library's list for the query, or a HostError with its reason.
     std::vector<CropRect> ask(bool all, const SuggestionParams& query,
                               const SelectionParams& selection) const;

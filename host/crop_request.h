@@ -4,6 +4,7 @@
 #define SMARTCROP_HOST_CROP_REQUEST_H
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -11,6 +12,9 @@
 #include "host/host_error.h"
 
 namespace smartCrop::host {
+
+// The most aspect ratios, and the most scales, one request may list.
+constexpr size_t kMaxRatios = 64;
 
 struct CropRequest {
     std::vector<double> aspects = {1.0, 4.0 / 3, 3.0 / 4, 3.0 / 2, 2.0 / 3, 16.0 / 9, 9.0 / 16};
@@ -37,9 +41,9 @@ struct CropRequest {
 uint32_t reduced_long_side(const CropRequest& request);
 
 // Throws RequestError for what no query could answer sensibly: no ratio or
-// scale, a ratio that is not a positive number, a scale outside (0, 1], a
-// count of 0, a mode above 3, a weight that is not finite, a mode or weights
-// without the library's ranking, an empty or inverted rectangle.
+// scale, more than kMaxRatios of either, a ratio that is not a positive number, a scale outside (0,
+// 1], a count of 0, a mode above 3, a weight that is not finite, a mode or weights without the
+// library's ranking, an empty or inverted rectangle.
 void check_request(const CropRequest& request);
 
 }  // namespace smartCrop::host

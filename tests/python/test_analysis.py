@@ -189,4 +189,5 @@ def test_a_pair_is_one_ratio_and_a_mode_needs_the_design_ranking(photo_paths):
         assert photo.suggest(scales=0.5, aspect="1", count=1)[0].width <= photo.width // 2 + 1
         with pytest.raises(ValueError, match="ask for design-defaults"):
             photo.suggest("1", mode=2)
+        assert photo.suggest(size=(64, 40)) == photo.suggest(size=(64, 40))  # the same size twice
     assert smartcrop.parse_aspect((3, 2)) == 1.5
