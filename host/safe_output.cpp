@@ -41,6 +41,18 @@ int place_new(const std::string& temporary, const std::string& path) {
 
 }  // namespace
 
+ProtectedFiles::ProtectedFiles(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        struct stat info;
+        if (::stat(path.c_str(), &info) == 0) ids.insert({info.st_dev, info.st_ino});
+    }
+}
+
+bool ProtectedFiles::contains(const std::string& path) const {
+    struct stat info;
+    return ::stat(path.c_str(), &info) == 0 && ids.count({info.st_dev, info.st_ino}) > 0;
+}
+
 OutputGroup::~OutputGroup() {
     for (const Staged& s : staged) {
         if (!s.placed) ::unlink(s.temporary.c_str());
@@ -48,10 +60,17 @@ OutputGroup::~OutputGroup() {
 }
 
 void OutputGroup::stage(const std::string& path, const std::vector<uint8_t>& bytes) {
+    if (inputs != nullptr && inputs->contains(path))
+        throw HostError("cannot write " + path + ": it is an input of this run");
+    struct stat info;
+    if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+        throw HostError("cannot write " + path + ": it is a folder");
     if (!overwrite && exists(path)) exists_error(path);
     const std::filesystem::path target(path);
     const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";
-    std::string temporary = folder + "/." + target.filename().string() + ".XXXXXX";
+    // Not named after the target: a name near the file system's limit
+    // would leave no room for a longer temporary one.
+    std::string temporary = folder + "/.smartcrop-XXXXXX";
     const int fd = ::mkstemp(temporary.data());  // O_EXCL: never an existing file or link
     if (fd < 0) throw HostError("cannot write " + path + ": " + reason(errno));
     staged.push_back({path, temporary});
@@ -92,8 +111,9 @@ void OutputGroup::commit() {
     staged.clear();
 }
 
-void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes, bool overwrite) {
-    OutputGroup group(overwrite);
+void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes, bool overwrite,
+                       const ProtectedFiles* inputs) {
+    OutputGroup group(overwrite, inputs);
     group.stage(path, bytes);
     group.commit();
 }

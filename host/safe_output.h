@@ -7,7 +7,9 @@
 #define SMARTCROP_HOST_SAFE_OUTPUT_H
 
 #include <cstdint>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/host_error.h"
@@ -19,16 +21,32 @@ struct ExistsError : HostError {
     using HostError::HostError;
 };
 
+// Files no output may replace, whatever the caller allows: a run's inputs.
+// Known by device and inode (links followed), so another name for an input
+// is still the input.
+class ProtectedFiles {
+public:
+    ProtectedFiles() = default;
+    // Those of `paths` that exist now.
+    explicit ProtectedFiles(const std::vector<std::string>& paths);
+    bool contains(const std::string& path) const;
+
+private:
+    std::set<std::pair<uint64_t, uint64_t>> ids;
+};
+
 class OutputGroup {
 public:
-    explicit OutputGroup(bool overwrite) : overwrite(overwrite) {}
+    explicit OutputGroup(bool overwrite, const ProtectedFiles* inputs = nullptr)
+        : overwrite(overwrite), inputs(inputs) {}
     // Removes what is staged and not committed.
     ~OutputGroup();
     OutputGroup(const OutputGroup&) = delete;
     OutputGroup& operator=(const OutputGroup&) = delete;
 
     // Writes `bytes` to a temporary beside `path`. Throws ExistsError when
-    // `path` exists and may not be replaced, HostError for a failed write.
+    // `path` exists and may not be replaced (an input never may), HostError
+    // for a failed write or a folder at `path`.
     void stage(const std::string& path, const std::vector<uint8_t>& bytes);
     // Moves every staged file to its path; when one cannot be, those already
     // moved are taken back (new files only: a replaced one stays replaced).
@@ -40,11 +58,13 @@ private:
         bool placed = false;
     };
     bool overwrite;
+    const ProtectedFiles* inputs;
     std::vector<Staged> staged;
 };
 
 // A group of one.
-void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes, bool overwrite);
+void write_file_safely(const std::string& path, const std::vector<uint8_t>& bytes, bool overwrite,
+                       const ProtectedFiles* inputs = nullptr);
 
 // Output names for a list of inputs: each input's file name without its
 // extension, unique over the list; a repeated one gets "~2", "~3", ... in the

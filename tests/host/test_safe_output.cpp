@@ -49,6 +49,37 @@ TEST_F(SafeOutput, ExistingFilesAndLinksAreNeverWrittenThrough) {
     EXPECT_EQ(listing(), (std::vector<std::string>{"kept.jpg", "link.jpg", "victim"}));
 }
 
+// An input of the run is never an output, --overwrite or not, under any of
+// its names; a folder is no file to write; a name at the file system's
+// limit still gets its temporary.
+TEST_F(SafeOutput, InputsFoldersAndLongNames) {
+    std::ofstream(dir / "in.jpg") << "photo";
+    fs::create_hard_link(dir / "in.jpg", dir / "alias.jpg");
+    const ProtectedFiles inputs({(dir / "in.jpg").string(), (dir / "gone.jpg").string()});
+    for (const char* name : {"in.jpg", "alias.jpg"}) {
+        const std::string path = (dir / name).string();
+        try {
+            write_file_safely(path, bytes, true, &inputs);
+            ADD_FAILURE() << name;
+        } catch (const HostError& e) {
+            EXPECT_EQ(std::string(e.what()),
+                      "cannot write " + path + ": it is an input of this run");
+        }
+    }
+    EXPECT_EQ(read(dir / "in.jpg"), "photo");
+    fs::create_directory(dir / "folder.png");
+    try {
+        write_file_safely((dir / "folder.png").string(), bytes, true);
+        ADD_FAILURE();
+    } catch (const HostError& e) {
+        EXPECT_EQ(std::string(e.what()),
+                  "cannot write " + (dir / "folder.png").string() + ": it is a folder");
+    }
+    const std::string longest(251, 'n');
+    write_file_safely((dir / (longest + ".png")).string(), bytes, false, &inputs);
+    EXPECT_EQ(read(dir / (longest + ".png")), "new");
+}
+
 TEST_F(SafeOutput, AGroupLandsWholeOrNotAtAll) {
     {
         OutputGroup group(false);

@@ -55,9 +55,10 @@ std::string write_error(const host::HostError& e) {
 
 // Every crop of one image, all written or none.
 void write_crops(const host::AnalysedImage& image, const host::CropAnswer& answer,
-                 const std::string& dir, const std::string& stem, bool overwrite) {
+                 const std::string& dir, const std::string& stem, bool overwrite,
+                 const host::ProtectedFiles& inputs) {
     const host::ImageFormat format = host::crop_format(image.format());
-    host::OutputGroup group(overwrite);
+    host::OutputGroup group(overwrite, &inputs);
     for (size_t k = 0; k < answer.crops.size(); ++k) {
         const smartCrop::CropRect& c = answer.crops[k];
         const uint8_t* at = image.pixels() + c.top * image.stride() + size_t{4} * c.left;
@@ -71,7 +72,8 @@ void write_crops(const host::AnalysedImage& image, const host::CropAnswer& answe
     group.commit();
 }
 
-Result process(const cli::Options& o, size_t index, const std::string& stem) {
+Result process(const cli::Options& o, size_t index, const std::string& stem,
+               const host::ProtectedFiles& inputs) {
     Result result;
     result.file = o.images[index];
     try {
@@ -90,12 +92,12 @@ Result process(const cli::Options& o, size_t index, const std::string& stem) {
         result.analysed = true;
         try {
             if (!o.cropsDir.empty())
-                write_crops(image, result.answer, o.cropsDir, stem, o.overwrite);
+                write_crops(image, result.answer, o.cropsDir, stem, o.overwrite, inputs);
             if (!o.preview.empty()) {
                 host::write_file_safely(
                     with_index(o.preview, index, o.images.size()),
                     cli::draw_preview(image, result.answer, host::format_for_name(o.preview)),
-                    o.overwrite);
+                    o.overwrite, &inputs);
             }
         } catch (const host::HostError& e) {
             result.error = write_error(e);
@@ -247,13 +249,15 @@ int main(int argc, char** argv) {
     }
 
     const std::vector<std::string> stems = host::unique_stems(o.images);
+    // No output of the run replaces one of its inputs, --overwrite or not.
+    const host::ProtectedFiles inputs(o.images);
     std::vector<Result> results(o.images.size());
     std::atomic<size_t> next{0}, done{0};
     std::mutex progressMutex;
     const bool progress = o.images.size() > 1 && isatty(STDERR_FILENO);
     auto worker = [&] {
         for (size_t i; (i = next++) < o.images.size();) {
-            results[i] = process(o, i, stems[i]);
+            results[i] = process(o, i, stems[i], inputs);
             const size_t n = ++done;
             if (progress) {
                 std::lock_guard<std::mutex> lock(progressMutex);
