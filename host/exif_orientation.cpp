@@ -7,6 +7,33 @@
 
 namespace smartCrop::host {
 
+int tiff_orientation(const uint8_t* data, size_t size) {
+    uint32_t value = 1;
+    if (first_directory_value(data, size, 0x0112, value) && value >= 1 && value <= 8)
+        return static_cast<int>(value);
+    return 1;
+}
+
+int webp_orientation(const std::vector<uint8_t>& b) {
+    // RIFF chunks after "RIFF", the size and "WEBP": a code, a little-endian
+    // length, the payload padded to an even length.
+    size_t p = 12;
+    while (p + 8 <= b.size()) {
+        const size_t length = size_t{b[p + 4]} | size_t{b[p + 5]} << 8 | size_t{b[p + 6]} << 16 |
+                              size_t{b[p + 7]} << 24;
+        if (length > b.size() - p - 8) break;
+        const uint8_t* body = &b[p + 8];
+        if (std::memcmp(&b[p], "EXIF", 4) == 0) {
+            // Some writers keep JPEG's "Exif\0\0" in front of the TIFF structure.
+            if (length >= 6 && std::memcmp(body, "Exif\0\0", 6) == 0)
+                return tiff_orientation(body + 6, length - 6);
+            return tiff_orientation(body, length);
+        }
+        p += 8 + length + (length & 1);
+    }
+    return 1;
+}
+
 int jpeg_orientation(const std::vector<uint8_t>& b) {
     size_t p = 2;
     while (p + 4 <= b.size()) {
@@ -24,13 +51,8 @@ int jpeg_orientation(const std::vector<uint8_t>& b) {
         if (length < 2 || p + 2 + length > b.size()) break;
         const uint8_t* body = &b[p + 4];
         const size_t bodySize = length - 2;
-        if (marker == 0xE1 && bodySize >= 6 && std::memcmp(body, "Exif\0\0", 6) == 0) {
-            uint32_t value = 1;
-            if (first_directory_value(body + 6, bodySize - 6, 0x0112, value) && value >= 1 &&
-                value <= 8)
-                return static_cast<int>(value);
-            return 1;
-        }
+        if (marker == 0xE1 && bodySize >= 6 && std::memcmp(body, "Exif\0\0", 6) == 0)
+            return tiff_orientation(body + 6, bodySize - 6);
         p += 2 + length;
     }
     return 1;

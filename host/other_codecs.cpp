@@ -12,6 +12,7 @@
 #include <string>
 
 #include "host/codecs.h"
+#include "host/exif_orientation.h"
 #include "host/tiff_directory.h"
 
 namespace smartCrop::host {
@@ -102,11 +103,12 @@ RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
                                                          : tiff_size(bytes);
     check(size, options);
     RawDecode out;
-    uint32_t orientation = 1;
-    if (format == ImageFormat::Tiff &&
-        first_directory_value(bytes.data(), bytes.size(), 0x0112, orientation) &&
-        orientation >= 1 && orientation <= 8)
-        out.orientation = static_cast<int>(orientation);
+    // OpenCV's TIFF reader turns the picture upright itself, whatever the
+    // flags say: the orientation is applied once, there, and a quarter turn
+    // swaps the sides the header gave.
+    const bool turned =
+        format == ImageFormat::Tiff && tiff_orientation(bytes.data(), bytes.size()) >= 5;
+    const HeaderSize expected = turned ? HeaderSize{size.height, size.width} : size;
     const Imdecode imdecode = opencv_imdecode();
     cv::Mat bgr;
     try {
@@ -117,8 +119,8 @@ RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
     bytes = std::vector<uint8_t>();  // the file's bytes are no longer needed
     if (bgr.empty())
         throw HostError(std::string("the ") + format_name(format) + " data is damaged");
-    if (static_cast<uint64_t>(bgr.cols) != size.width ||
-        static_cast<uint64_t>(bgr.rows) != size.height)
+    if (static_cast<uint64_t>(bgr.cols) != expected.width ||
+        static_cast<uint64_t>(bgr.rows) != expected.height)
         throw HostError(std::string("the ") + format_name(format) +
                         " file's size differs from its header");
     DecodedImage& image = out.image;

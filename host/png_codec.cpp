@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/codecs.h"
-#include "host/tiff_directory.h"
+#include "host/exif_orientation.h"
 
 namespace smartCrop::host {
 
@@ -29,13 +29,8 @@ struct SpngContext {
 
 int exif_orientation(spng_ctx* ctx) {
     spng_exif exif{};
-    uint32_t value = 1;
-    if (spng_get_exif(ctx, &exif) == 0 &&
-        first_directory_value(reinterpret_cast<const uint8_t*>(exif.data), exif.length, 0x0112,
-                              value) &&
-        value >= 1 && value <= 8)
-        return static_cast<int>(value);
-    return 1;
+    if (spng_get_exif(ctx, &exif) != 0) return 1;
+    return tiff_orientation(reinterpret_cast<const uint8_t*>(exif.data), exif.length);
 }
 
 }  // namespace

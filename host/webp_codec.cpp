@@ -3,6 +3,7 @@
 #include <webp/encode.h>
 
 #include "host/codecs.h"
+#include "host/exif_orientation.h"
 
 namespace smartCrop::host {
 
@@ -16,6 +17,7 @@ RawDecode decode_webp(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     check({static_cast<uint64_t>(features.width), static_cast<uint64_t>(features.height)}, options);
 
     RawDecode out;
+    out.orientation = webp_orientation(bytes);
     DecodedImage& image = out.image;
     image.format = ImageFormat::Webp;
     image.width = image.fullWidth = static_cast<uint32_t>(features.width);
