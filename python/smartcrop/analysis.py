@@ -139,6 +139,14 @@ def _pixels(image: Any) -> np.ndarray:
             raise TypeError("an image is a NumPy array, a PIL image or a path") from None
         if not isinstance(image, Image.Image):
             raise TypeError(f"an image is a NumPy array, a PIL image or a path, not {type(image).__name__}")
+        if image.mode == "F":
+            raise ValueError("a PIL image of mode F (floating point) has no fixed range of "
+                             "values: convert it to 8 bits first")
+        if image.mode == "I" or image.mode.startswith("I;16"):
+            # Grey of 16 bits (PIL opens 16-bit PNG and TIFF so): its high
+            # byte, as the file decoders reduce 16 bits to 8.
+            wide = np.asarray(image).astype(np.int64)
+            return np.ascontiguousarray((np.clip(wide, 0, 65535) >> 8).astype(np.uint8))
         if image.mode not in ("RGB", "RGBA", "L"):
             image = image.convert("RGBA" if "A" in image.getbands() else "RGB")
         array = np.asarray(image)

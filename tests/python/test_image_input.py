@@ -1,5 +1,8 @@
-"""Every format that carries an EXIF orientation comes out upright, turned
-once: the program's full-size crop of each file against the turn the
+"""Images as they come: every format that carries an EXIF orientation
+comes out upright, turned once, and PIL's 16-bit modes answer as their
+files do.
+
+Orientation: the program's full-size crop of each file against the turn the
 orientation names, for all eight (the table below is PIL's
 ImageOps.exif_transpose, which agrees with it on JPEG, PNG and WebP)."""
 
@@ -64,3 +67,21 @@ def test_every_orientation_is_applied_once(tmp_path, ext):
                     for c in candidates]
         assert int(np.argmin(distance)) == orientation - 1, (orientation, distance)
         assert np.abs(expected - ours).mean() < 6, orientation
+
+
+def test_sixteen_bit_pil_images_answer_as_their_files(tmp_path):
+    """PIL opens a 16-bit grey PNG in mode I (or I;16): analysed as the file
+    is, not as a blank picture; floating point is refused with the reason."""
+    import smartcrop
+    y, x = np.mgrid[0:120, 0:200]
+    grey = ((x * 300 + y * 40) % 65536).astype(np.uint16)
+    grey[30:70, 120:170] = 60000
+    path = str(tmp_path / "grey16.png")
+    Image.fromarray(grey).save(path)
+    by_path = smartcrop.suggest(path, "1", count=3)
+    with Image.open(path) as opened:
+        assert opened.mode in ("I", "I;16")
+        assert smartcrop.suggest(opened, "1", count=3) == by_path
+        assert smartcrop.suggest(opened.convert("I;16"), "1", count=3) == by_path
+        with pytest.raises(ValueError, match="mode F"):
+            smartcrop.suggest(opened.convert("F"), "1")
