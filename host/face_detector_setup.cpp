@@ -1,7 +1,9 @@
 #include "host/face_detector_setup.h"
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "SmartCrop.h"
@@ -52,6 +54,12 @@ void probe_detection() {
     out->Release();
 }
 
+std::string number(double v) {
+    std::ostringstream out;
+    out << v;
+    return out.str();
+}
+
 }  // namespace
 
 std::string installed_face_detector(const std::string& executable,
@@ -61,10 +69,31 @@ std::string installed_face_detector(const std::string& executable,
     return fs::is_regular_file(config, ec) ? config.lexically_normal().string() : "";
 }
 
+namespace {
+
+// What a configuration may make the detector do. Every network's patch is
+// a few dozen pixels (the shipped ones 12, 24 and 48): a patch of thousands
+// makes each candidate box a picture of that size, and an analysis of
+// gigabytes. Thresholds are on probabilities; one below 0 keeps every box.
+// A configuration is a few lines: anything of more bytes is not one.
+constexpr int kSmallestPatch = 8, kLargestPatch = 256;
+constexpr uintmax_t kLargestFile = 64 * 1024;
+constexpr size_t kLongestName = 4096;
+
+std::string shown(const std::string& token) {
+    return token.size() <= 64 ? token : token.substr(0, 64) + "...";
+}
+
+}  // namespace
+
 void use_face_detector(const std::string& configPath) {
     const std::string where = "the face detector configuration " + configPath;
     std::error_code ec;
     if (!fs::is_regular_file(configPath, ec)) throw HostError(where + " is not a readable file");
+    const uintmax_t bytes = fs::file_size(configPath, ec);
+    if (!ec && bytes > kLargestFile)
+        throw HostError(where + " is " + std::to_string(bytes) + " bytes; a configuration is a " +
+                        "few lines, at most " + std::to_string(kLargestFile) + " bytes");
     std::ifstream config(configPath);
     if (!config) throw HostError(where + " is not a readable file");
     const size_t slash = configPath.find_last_of('/');
@@ -76,17 +105,27 @@ void use_face_detector(const std::string& configPath) {
             std::getline(config, token);
             continue;
         }
-        int patch = 0;
-        float threshold = 0;
+        if (token.size() > kLongestName)
+            throw HostError(where + " names a network of more than " +
+                            std::to_string(kLongestName) + " bytes: " + shown(token));
+        double patch = 0, threshold = 0;
         if (!(config >> patch >> threshold))
-            throw HostError(where + " is damaged after \"" + token + "\"");
+            throw HostError(where + " is damaged after \"" + shown(token) + "\"");
+        if (!(patch >= kSmallestPatch && patch <= kLargestPatch && patch == std::floor(patch)))
+            throw HostError(where + " gives " + shown(token) + " a patch of " + number(patch) +
+                            "; a patch is a whole number of pixels from " +
+                            std::to_string(kSmallestPatch) + " to " +
+                            std::to_string(kLargestPatch));
+        if (!(threshold >= 0 && threshold <= 1))
+            throw HostError(where + " gives " + shown(token) + " a threshold of " +
+                            number(threshold) + "; a threshold lies in [0, 1]");
         const fs::path model = resolve(token, folder);
         const fs::path real = fs::weakly_canonical(model, ec);
         if (ec || !inside(real, home))
-            throw HostError(where + " names " + token + ", which is " + real.string() +
+            throw HostError(where + " names " + shown(token) + ", which is " + real.string() +
                             ", outside the configuration's folder");
         if (!fs::is_regular_file(real, ec) || !std::ifstream(real, std::ios::binary))
-            throw HostError(where + " names " + token + ", but " + model.string() +
+            throw HostError(where + " names " + shown(token) + ", but " + model.string() +
                             " is not a readable file");
         ++stages;
     }
