@@ -189,6 +189,37 @@ TEST_F(SmartcropCli, BadInputGetsClearErrors) {
     EXPECT_NE(err().find("smartcrop: bad aspect ratio: 0:1"), std::string::npos);
 }
 
+// Stopped by SIGTERM halfway through a batch: the images finished are
+// reported as valid JSON, each with all its crops written, none with part
+// of them, no temporary is left, and the exit status says which signal.
+TEST_F(SmartcropCli, ASignalStopsTheBatchCleanly) {
+    std::string many;
+    for (int k = 0; k < 400; ++k) {
+        const fs::path copy = dir / ("copy" + std::to_string(k) + ".png");
+        fs::copy_file(png, copy);
+        many += " " + copy.string();
+    }
+    const fs::path crops = dir / "crops";
+    const Outcome r = run("timeout --preserve-status -s TERM 1.5 " +
+                          cli("--format json --count 2 --write-crops " + crops.string() + many) +
+                          " | python3 -c 'import json,sys; d=json.load(sys.stdin); "
+                          "print(len(d), all(\"error\" not in x for x in d))'");
+    ASSERT_EQ(r.out.substr(r.out.find(' ')), " True\n") << err();
+    const int records = std::stoi(r.out);
+    EXPECT_GT(records, 0);
+    EXPECT_LT(records, 400);
+    EXPECT_NE(err().find("smartcrop: stopped by a signal after " + std::to_string(records) +
+                         " of 400 images"),
+              std::string::npos)
+        << err();
+    size_t files = 0;
+    for (const auto& entry : fs::directory_iterator(crops)) {
+        EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();
+        ++files;
+    }
+    EXPECT_EQ(files, 2u * static_cast<size_t>(records));
+}
+
 // A lone candidate's rank score in the library's ranking is not a number:
 // null in JSON, "-" in the table.
 TEST_F(SmartcropCli, ScoresThatAreNotNumbersAreShownAsSuch) {

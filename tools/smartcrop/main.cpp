@@ -2,12 +2,14 @@
 // A host like any other: it reaches the library through the host layer and
 // the public header. Exit codes: 0 all images done, 1 any image (or any
 // output) failed, 2 usage.
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -36,7 +38,26 @@ struct Result {
     uint32_t width = 0, height = 0;
     host::CropAnswer answer;
     std::string error;  // empty on success
+    bool finished = false;
 };
+
+// SIGINT or SIGTERM: no image is started after it; those in flight finish
+// (their files land whole), and the records of every finished image are
+// printed. A second signal ends the program at once.
+volatile std::sig_atomic_t stopSignal = 0;
+
+extern "C" void on_stop(int signal) {
+    stopSignal = signal;
+}
+
+void stop_on_signals() {
+    struct sigaction action {};
+    action.sa_handler = on_stop;
+    action.sa_flags = SA_RESTART | SA_RESETHAND;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+}
 
 std::string with_index(const std::string& path, size_t index, size_t total) {
     if (total <= 1) return path;
@@ -255,9 +276,11 @@ int main(int argc, char** argv) {
     std::atomic<size_t> next{0}, done{0};
     std::mutex progressMutex;
     const bool progress = o.images.size() > 1 && isatty(STDERR_FILENO);
+    stop_on_signals();
     auto worker = [&] {
-        for (size_t i; (i = next++) < o.images.size();) {
+        for (size_t i; stopSignal == 0 && (i = next++) < o.images.size();) {
             results[i] = process(o, i, stems[i], inputs);
+            results[i].finished = true;
             const size_t n = ++done;
             if (progress) {
                 std::lock_guard<std::mutex> lock(progressMutex);
@@ -273,6 +296,13 @@ int main(int argc, char** argv) {
         threads.emplace_back(worker);
     worker();
     for (std::thread& t : threads) t.join();
+    const int stopped = stopSignal;
+    if (stopped != 0) {
+        if (progress) std::fprintf(stderr, "\n");
+        results.erase(std::remove_if(results.begin(), results.end(),
+                                     [](const Result& r) { return !r.finished; }),
+                      results.end());
+    }
 
     int status = 0;
     for (const Result& r : results) {
@@ -292,6 +322,11 @@ int main(int argc, char** argv) {
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         std::fprintf(stderr, "smartcrop: cannot write the output: %s\n", std::strerror(errno));
         return 1;
+    }
+    if (stopped != 0) {
+        std::fprintf(stderr, "smartcrop: stopped by a signal after %zu of %zu images\n",
+                     results.size(), o.images.size());
+        return 128 + stopped;
     }
     return status;
 }
