@@ -1,10 +1,13 @@
 """Cropping many photographs on a Dask cluster.
 
+    import glob
     from distributed import Client
     from smartcrop.dask import crop_files
-    with Client("tcp://scheduler:8786") as client:
-        crop_files(glob.glob("photos/**/*.jpg", recursive=True), client=client,
-                   aspect="16:9", out="crops.jsonl")
+
+    if __name__ == "__main__":  # worker processes import this script again
+        with Client("tcp://scheduler:8786") as client:
+            crop_files(glob.glob("photos/**/*.jpg", recursive=True), client=client,
+                       aspect="16:9", out="crops.jsonl")
 
 The photographs travel as paths: every worker must see the same files (a
 shared or network file system, or the same copy on each machine). They are
@@ -25,6 +28,7 @@ import glob
 import json
 import os
 import sys
+import tempfile
 from typing import Any, Dict, Iterable, List, Optional, Sequence, Tuple, Union
 
 from . import _native
@@ -92,52 +96,129 @@ def _partitions(paths: List[str], size: int) -> List[List[str]]:
     return [paths[i:i + size] for i in range(0, len(paths), size)]
 
 
+class _Output:
+    """The JSON lines file: written beside its name and renamed into place
+    at the end, so that a failed or stopped run leaves what was there, and
+    never over an existing file unless ``overwrite``. Opened before any
+    work, so that an unwritable place fails at once."""
+
+    def __init__(self, path: str, overwrite: bool) -> None:
+        self.path = os.fspath(path)
+        if os.path.isdir(self.path):
+            raise OSError(f"cannot write {self.path}: it is a folder")
+        if os.path.lexists(self.path) and not overwrite:
+            raise FileExistsError(f"{self.path} already exists (overwrite=True replaces it)")
+        folder = os.path.dirname(os.path.abspath(self.path))
+        try:
+            handle, self.temporary = tempfile.mkstemp(prefix=".smartcrop-", dir=folder)
+        except OSError as e:
+            raise OSError(f"cannot write {self.path}: {e.strerror}") from None
+        self.sink = os.fdopen(handle, "w", encoding="utf-8")
+
+    def write(self, record: Dict[str, Any]) -> None:
+        try:
+            self.sink.write(json.dumps(record) + "\n")
+        except OSError as e:
+            raise OSError(f"cannot write {self.path}: {e.strerror}") from None
+
+    def commit(self) -> None:
+        try:
+            self.sink.close()
+            os.replace(self.temporary, self.path)
+        except OSError as e:
+            raise OSError(f"cannot write {self.path}: {e.strerror}") from None
+
+    def discard(self) -> None:
+        self.sink.close()
+        if os.path.exists(self.temporary):
+            os.unlink(self.temporary)
+
+
+def _run(client: Any, parts: List[List[str]], options: CropOptions, progress: bool,
+         emit: Any) -> None:
+    """Crops every partition, calling ``emit(paths, records)`` as each
+    finishes. A partition whose task fails (a worker dying on one of its
+    photographs, again and again) is split in halves and tried again; a
+    single photograph that still fails becomes an error record."""
+    from distributed import as_completed, progress as progress_bar
+
+    submitted = {client.submit(crop_partition, part, options, pure=False): part for part in parts}
+    if progress and submitted:
+        progress_bar(list(submitted))
+    pending = as_completed(list(submitted))
+    for future in pending:
+        part = submitted.pop(future)
+        try:
+            records = future.result()
+        except Exception as e:  # the task failed, not a photograph: try smaller pieces
+            if len(part) > 1:
+                for half in (part[:len(part) // 2], part[len(part) // 2:]):
+                    retry = client.submit(crop_partition, half, options, pure=False)
+                    submitted[retry] = half
+                    pending.add(retry)
+            else:
+                emit(part, [error_record(part[0], f"the worker failed on it: {type(e).__name__}: {e}")])
+            continue
+        finally:
+            future.release()
+        emit(part, records)
+
+
 def crop_files(paths: Iterable[Union[str, "os.PathLike[str]"]], *, client: Any = None,
                partition_size: Optional[int] = None, out: Optional[str] = None,
-               progress: bool = False, options: Optional[CropOptions] = None,
-               **keywords: Any) -> Union[List[Dict[str, Any]], Dict[str, int]]:
+               overwrite: bool = False, progress: bool = False,
+               options: Optional[CropOptions] = None,
+               **keywords: Any) -> Union[List[Dict[str, Any]], Dict[str, Any]]:
     """Crops ``paths`` on a ``dask.distributed`` client (by default the
     current one, else a local cluster for the call) and returns the records
     in the order of ``paths``; with ``out``, writes them as JSON lines as
-    partitions finish and returns the counts ``{"photos": n, "errors": e}``.
-    ``keywords`` are the options of ``smartcrop.suggest`` (or give a
-    :class:`CropOptions` as ``options``). ``partition_size``:
-    photographs per task (default: about four tasks per worker thread, at
-    most 64 photographs each)."""
-    from distributed import as_completed, get_client, progress as progress_bar
+    partitions finish (into place when all are done; an existing file only
+    with ``overwrite``) and returns the counts ``{"photos": n, "errors": e,
+    "failed": [paths]}``. ``keywords`` are the options of
+    ``smartcrop.suggest`` (or give a :class:`CropOptions` as ``options``).
+    ``partition_size``: photographs per task (default: about four tasks per
+    worker thread, at most 64 photographs each)."""
+    from distributed import get_client
 
     crop_options = options if options is not None else CropOptions(**keywords)
     files = [os.fspath(p) for p in paths]
+    if partition_size is not None and partition_size < 1:
+        raise ValueError("partition_size must be at least 1")
+    sink = _Output(out, overwrite) if out is not None else None
     own_cluster = None
-    if client is None:
-        try:
-            client = get_client()
-        except ValueError:
-            from distributed import Client
-            own_cluster = local_cluster()
-            client = Client(own_cluster)
     try:
+        if client is None:
+            try:
+                client = get_client()
+            except ValueError:
+                from distributed import Client
+                own_cluster = local_cluster()
+                client = Client(own_cluster)
         if partition_size is None:
             threads = max(1, sum(client.nthreads().values()))
             partition_size = max(1, min(64, -(-len(files) // (4 * threads))))
-        if partition_size < 1:
-            raise ValueError("partition_size must be at least 1")
         parts = _partitions(files, partition_size)
-        futures = [client.submit(crop_partition, part, crop_options, pure=False) for part in parts]
-        if progress and futures:
-            progress_bar(futures)
-        if out is None:
-            return [record for part in client.gather(futures) for record in part]
-        counts = {"photos": 0, "errors": 0}
-        with open(out, "w", encoding="utf-8") as sink:
-            for future in as_completed(futures):
-                for record in future.result():
-                    sink.write(json.dumps(record) + "\n")
-                    counts["photos"] += 1
-                    counts["errors"] += "error" in record
-                future.release()
+        if sink is None:
+            by_file: Dict[str, Dict[str, Any]] = {}
+            _run(client, parts, crop_options, progress,
+                 lambda part, records: by_file.update(zip(part, records)))
+            return [by_file[f] for f in files]
+        counts: Dict[str, Any] = {"photos": 0, "errors": 0, "failed": []}
+
+        def emit(part: List[str], records: List[Dict[str, Any]]) -> None:
+            for record in records:
+                sink.write(record)
+                counts["photos"] += 1
+                if "error" in record:
+                    counts["errors"] += 1
+                    counts["failed"].append(record["file"])
+        _run(client, parts, crop_options, progress, emit)
+        sink.commit()
+        sink = None
         return counts
     finally:
+        if sink is not None:
+            sink.discard()
         if own_cluster is not None:
             client.close()
             own_cluster.close()
@@ -158,6 +239,7 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         description="Crops photographs on a Dask cluster and writes one JSON record per photograph.")
     parser.add_argument("patterns", nargs="+", metavar="GLOB", help="photographs (quote patterns; ** descends)")
     parser.add_argument("--out", required=True, help="the JSON lines file to write")
+    parser.add_argument("--overwrite", action="store_true", help="replace --out if it exists")
     parser.add_argument("--scheduler", help="the scheduler's address (default: a local cluster)")
     parser.add_argument("--workers", type=int, help="local cluster: worker processes (default: cores)")
     # The request options are the host layer's, as the program's are.
@@ -186,22 +268,49 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
         parser.error(str(e))
     from distributed import Client
 
-    cluster = None
-    if args.scheduler:
-        client = Client(args.scheduler)
-    else:
-        cluster = local_cluster(args.workers)
-        client = Client(cluster)
+    prog = "python -m smartcrop.dask"
+    cluster = client = None
     try:
+        # Before any cluster starts: an existing or unwritable --out fails here.
+        _Output(args.out, args.overwrite).discard()
+        if args.scheduler:
+            try:
+                client = Client(args.scheduler, timeout="15s")
+            except (OSError, TimeoutError) as e:
+                raise OSError(f"cannot reach the scheduler at {args.scheduler}: {e}") from None
+        else:
+            cluster = local_cluster(args.workers)
+            client = Client(cluster)
+        check_workers(client)
         counts = crop_files(files, client=client, partition_size=args.partition_size, out=args.out,
+                            overwrite=args.overwrite,
                             progress=not args.no_progress and sys.stderr.isatty(), options=options)
+    except OSError as e:
+        print(f"{prog}: {e}", file=sys.stderr)
+        return 1
     finally:
-        client.close()
+        if client is not None:
+            client.close()
         if cluster is not None:
             cluster.close()
+    for failed in counts["failed"]:
+        print(f"{prog}: failed: {failed}", file=sys.stderr)
     print(f"{counts['photos']} photographs, {counts['errors']} failed; records in {args.out}",
           file=sys.stderr)
     return 1 if counts["errors"] else 0
+
+
+def check_workers(client: Any) -> None:
+    """Every worker can import this package, or an ``OSError`` saying how
+    to start them (a worker started by another interpreter, Debian's
+    ``/usr/bin/dask`` beside a virtual environment say, cannot)."""
+    import importlib
+    try:
+        client.run(importlib.import_module, "smartcrop.dask")
+    except ImportError as e:
+        raise OSError(f"the workers cannot import smartcrop ({e}); start them with the "
+                      f"interpreter that has it: {sys.executable} -m distributed.cli.dask_worker "
+                      "tcp://HOST:8786") from None
 
 
 if __name__ == "__main__":

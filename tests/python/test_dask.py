@@ -39,7 +39,7 @@ def test_json_lines_are_written_as_partitions_finish(client, scenes, tmp_path):
     paths, damaged = scenes
     out = tmp_path / "crops.jsonl"
     counts = crop_files(paths[:6] + [damaged], client=client, size="100x100", count=1, out=str(out))
-    assert counts == {"photos": 7, "errors": 1}
+    assert counts == {"photos": 7, "errors": 1, "failed": [damaged]}
     lines = [json.loads(line) for line in out.read_text().splitlines()]
     assert sorted(r["file"] for r in lines) == sorted(paths[:6] + [damaged])
     for r in lines:
@@ -73,3 +73,51 @@ def test_the_command_runs_a_local_cluster(scenes, tmp_path):
     usage = subprocess.run([sys.executable, "-m", "smartcrop.dask", "--count", "0", "x.jpg", "--out",
                             str(out)], capture_output=True, text=True, timeout=60)
     assert usage.returncode == 2 and "at least one suggestion must be asked for" in usage.stderr
+
+
+def test_output_is_never_lost(client, scenes, tmp_path):
+    """An existing --out stays unless overwrite is asked for; a folder or an
+    unwritable place is one line before any work; a run that fails leaves
+    no temporary behind."""
+    paths, _ = scenes
+    out = tmp_path / "crops.jsonl"
+    out.write_text("theirs\n")
+    with pytest.raises(FileExistsError, match="already exists"):
+        crop_files(paths[:2], client=client, out=str(out))
+    assert out.read_text() == "theirs\n"
+    counts = crop_files(paths[:2], client=client, out=str(out), overwrite=True)
+    assert counts == {"photos": 2, "errors": 0, "failed": []}
+    assert len(out.read_text().splitlines()) == 2
+    with pytest.raises(OSError, match="it is a folder"):
+        crop_files(paths[:2], client=client, out=str(tmp_path))
+    assert sorted(os.listdir(tmp_path)) == ["crops.jsonl"]
+    done = subprocess.run([sys.executable, "-m", "smartcrop.dask", paths[0], "--out", str(out)],
+                          capture_output=True, text=True, timeout=60)
+    assert done.returncode == 1
+    assert done.stderr.strip().splitlines() == [
+        f"python -m smartcrop.dask: {out} already exists (overwrite=True replaces it)"]
+    done = subprocess.run([sys.executable, "-m", "smartcrop.dask", "--scheduler", "tcp://127.0.0.1:9",
+                           paths[0], "--out", str(tmp_path / "new.jsonl")],
+                          capture_output=True, text=True, timeout=120)
+    assert done.returncode == 1
+    (line,) = done.stderr.strip().splitlines()
+    assert line.startswith("python -m smartcrop.dask: cannot reach the scheduler at tcp://127.0.0.1:9")
+
+
+def _dies_on_poison(paths, options):
+    """A partition task that kills its worker whenever it holds the poison."""
+    if any(p.endswith("poison.jpg") for p in paths):
+        os._exit(1)
+    return crop_partition(paths, options)
+
+
+def test_a_photograph_that_kills_its_worker_becomes_an_error_record(client, scenes, monkeypatch):
+    import smartcrop.dask as module
+    paths, _ = scenes
+    poison = os.path.join(os.path.dirname(paths[0]), "poison.jpg")
+    monkeypatch.setattr(module, "crop_partition", _dies_on_poison)
+    records = crop_files(paths[:5] + [poison] + paths[5:8], client=client, partition_size=9, count=1)
+    assert [r["file"] for r in records] == paths[:5] + [poison] + paths[5:8]
+    (failed,) = [r for r in records if "error" in r]
+    assert failed["file"] == poison and "the worker failed on it" in failed["error"]
+    assert all(len(r["suggestions"]) == 1 for r in records if r is not failed)
