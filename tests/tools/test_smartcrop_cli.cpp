@@ -57,8 +57,8 @@ protected:
     // A Python expression over the parsed JSON `d`, printed.
     Outcome json(const std::string& args, const std::string& expression) const {
         return run(cli("--format json " + args) +
-                   " | python3 -c 'import json,sys; d=json.load(sys.stdin); print(" + expression +
-                   ")'");
+                   " | python3 -c 'import json,os,sys; d=json.load(sys.stdin); print(" +
+                   expression + ")'");
     }
 
     const test::ScratchFolder dir{"cli"};
@@ -218,6 +218,17 @@ TEST_F(SmartcropCli, ASignalStopsTheBatchCleanly) {
         ++files;
     }
     EXPECT_EQ(files, 2u * static_cast<size_t>(records));
+}
+
+// Names are bytes: one that is not UTF-8 comes back in JSON as Python's
+// surrogateescape reads it, and one that starts with a dash is an image
+// after "--".
+TEST_F(SmartcropCli, AnyFileNameComesBackAsItWas) {
+    const fs::path odd = dir / "--we\xffird.png";
+    fs::copy_file(png, odd);
+    const Outcome r = json("-- '" + odd.string() + "'",
+                           "os.fsencode(d[0][\"file\"]).endswith(b\"/--we\\xffird.png\")");
+    EXPECT_EQ(r.out, "True\n") << err();
 }
 
 // A lone candidate's rank score in the library's ranking is not a number:

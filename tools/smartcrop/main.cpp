@@ -158,18 +158,47 @@ void print_table(const Result& r, bool faces) {
     }
 }
 
+// The length of the well-formed UTF-8 sequence at s[i], 0 when there is none.
+size_t utf8_length(const std::string& s, size_t i) {
+    const auto byte = [&](size_t k) { return static_cast<unsigned char>(s[k]); };
+    const unsigned char c = byte(i);
+    size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
+    if (n == 0 || i + n > s.size()) return 0;
+    for (size_t k = 1; k < n; ++k)
+        if ((byte(i + k) & 0xC0) != 0x80) return 0;
+    // Overlong forms, surrogates and values past U+10FFFF are not UTF-8.
+    if ((n == 2 && c < 0xC2) || (n == 3 && c == 0xE0 && byte(i + 1) < 0xA0) ||
+        (n == 3 && c == 0xED && byte(i + 1) >= 0xA0) ||
+        (n == 4 && c == 0xF0 && byte(i + 1) < 0x90) ||
+        (n == 4 && (c > 0xF4 || (c == 0xF4 && byte(i + 1) >= 0x90))))
+        return 0;
+    return n;
+}
+
+// A file name is bytes, not always UTF-8: a byte that is not part of UTF-8
+// is written as the lone surrogate U+DC00 + byte, as Python's
+// surrogateescape reads it (os.fsencode gives the name back).
 std::string json_string(const std::string& s) {
     std::string out = "\"";
-    for (unsigned char ch : s) {
-        if (ch == '"' || ch == '\\') {
+    char buf[8];
+    for (size_t i = 0; i < s.size();) {
+        const unsigned char ch = static_cast<unsigned char>(s[i]);
+        const size_t n = utf8_length(s, i);
+        if (n == 0) {
+            std::snprintf(buf, sizeof buf, "\\udc%02x", ch);
+            out += buf;
+            ++i;
+        } else if (ch == '"' || ch == '\\') {
             out += '\\';
             out += static_cast<char>(ch);
+            ++i;
         } else if (ch < 0x20) {
-            char buf[8];
             std::snprintf(buf, sizeof buf, "\\u%04x", ch);
             out += buf;
+            ++i;
         } else {
-            out += static_cast<char>(ch);
+            out.append(s, i, n);
+            i += n;
         }
     }
     return out + "\"";

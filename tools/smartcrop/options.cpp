@@ -18,7 +18,8 @@ std::string usage() {
            ".webp)\n"
            "  --write-crops DIR  save each suggestion as DIR/NAME-RANK.EXT\n"
            "  --overwrite        replace files that already exist (never done otherwise)\n"
-           "  -j N               images in parallel\n";
+           "  -j N               images in parallel\n"
+           "  --                 what follows are images, whatever their names\n";
 }
 
 namespace {
@@ -35,8 +36,17 @@ int whole_jobs(const std::string& text) {
 Options parse(int argc, char** argv) {
     Options o;
     std::vector<std::pair<std::string, std::string>> requested;
+    bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
+        if (optionsEnded) {
+            o.images.push_back(arg);
+            continue;
+        }
+        if (arg == "--") {  // what follows are images, whatever their names
+            optionsEnded = true;
+            continue;
+        }
         auto value = [&]() -> std::string {
             if (i + 1 >= argc) throw UsageError(arg + " needs a value");
             return argv[++i];
