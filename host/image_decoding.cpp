@@ -74,6 +74,11 @@ DecodedImage decode_image(std::vector<uint8_t> bytes, const DecodeOptions& optio
             throw HostError(
                 "GIF images are not supported (JPEG, PNG, WebP, TIFF, BMP and PNM are)");
         case ImageFormat::Unknown:
+            if (bytes.size() >= 4 && (std::memcmp(bytes.data(), "II+\0", 4) == 0 ||
+                                      std::memcmp(bytes.data(), "MM\0+", 4) == 0))
+                throw HostError(
+                    "BigTIFF images are not supported (TIFF, JPEG, PNG, WebP, BMP "
+                    "and PNM are)");
             throw HostError(
                 "not an image file of a supported format (JPEG, PNG, WebP, TIFF, BMP, PNM)");
     }

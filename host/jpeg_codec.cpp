@@ -27,12 +27,20 @@ std::string codec_text(tjhandle handle) {
     return tjGetErrorStr2(handle);
 }
 
+// Whether the file ends with its end-of-image marker (a few bytes of
+// padding after it allowed): a file cut short does not, whatever the codec
+// makes of where its data stops.
+bool ends_whole(const std::vector<uint8_t>& b) {
+    const size_t from = b.size() > 18 ? b.size() - 18 : 0;
+    for (size_t i = b.size(); i-- > from + 1;)
+        if (b[i - 1] == 0xFF && b[i] == 0xD9) return true;
+    return false;
+}
+
 // The codec's words for damage, said as what it means for the file.
-[[noreturn]] void fail(tjhandle handle) {
+[[noreturn]] void fail(tjhandle handle, const std::vector<uint8_t>& bytes) {
     const std::string text = codec_text(handle);
-    // "Premature end of JPEG file", "... premature end of data segment"
-    if (text.find("remature end") != std::string::npos)
-        throw HostError("the JPEG file is truncated (" + text + ")");
+    if (!ends_whole(bytes)) throw HostError("the JPEG file is truncated (" + text + ")");
     throw HostError("the JPEG data is damaged (" + text + ")");
 }
 
@@ -60,7 +68,12 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     if (tjDecompressHeader3(tj.handle, bytes.data(), static_cast<unsigned long>(bytes.size()),
                             &width, &height, &subsampling, &colourspace) != 0 &&
         !(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING && width > 0)) {
-        fail(tj.handle);
+        fail(tj.handle, bytes);
+    }
+    // The header said nothing of a size: cut short before its frame.
+    if (width <= 0 || height <= 0) {
+        if (!ends_whole(bytes)) throw HostError("the JPEG file is truncated (in its header)");
+        throw HostError("the JPEG data is damaged (its header gives no size)");
     }
     check({static_cast<uint64_t>(width), static_cast<uint64_t>(height)}, options);
 
@@ -87,7 +100,7 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     if (tjDecompress2(tj.handle, bytes.data(), static_cast<unsigned long>(bytes.size()),
                       image.pixels.data(), static_cast<int>(image.width), 0,
                       static_cast<int>(image.height), cmyk ? TJPF_CMYK : TJPF_XRGB, flags) != 0) {
-        if (!(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING)) fail(tj.handle);
+        if (!(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING)) fail(tj.handle, bytes);
     }
     if (cmyk) cmyk_to_xrgb(image.pixels);
     out.orientation = jpeg_orientation(bytes);

@@ -7,7 +7,9 @@
 
 #include <cctype>
 #include <cstring>
+#include <iostream>
 #include <mutex>
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <string>
 
@@ -29,6 +31,23 @@ HeaderSize bmp_size(const std::vector<uint8_t>& b) {
     const int64_t height = i32(22);                // negative: stored top down
     return {static_cast<uint64_t>(std::max<int64_t>(i32(18), 0)),
             static_cast<uint64_t>(height < 0 ? -height : height)};
+}
+
+// After the pixel limit: uncompressed rows are all there or the file is cut.
+// A header of a thousand bytes must not make a picture of gigabytes
+// (compressed rows, RLE, may rightly be far fewer bytes than pixels).
+void check_bmp_rows(const std::vector<uint8_t>& b, HeaderSize size) {
+    auto u16 = [&](size_t at) -> uint32_t { return b[at] | b[at + 1] << 8; };
+    auto u32 = [&](size_t at) -> uint64_t { return u16(at) | uint64_t{u16(at + 2)} << 16; };
+    if (b.size() < 34 || u16(14) == 12 || u32(30) != 0) return;
+    const uint64_t bits = u16(28);
+    const uint64_t row = (size.width * bits + 31) / 32 * 4;
+    const uint64_t offset = std::min<uint64_t>(u32(10), b.size());
+    if (bits > 0 && row * size.height > b.size() - offset)
+        throw HostError("the BMP file is truncated (its header describes " +
+                        std::to_string(size.width) + " x " + std::to_string(size.height) +
+                        " pixels, " + std::to_string(row * size.height) +
+                        " bytes, the file holds " + std::to_string(b.size()) + ")");
 }
 
 // P1 to P6: magic, width, height, with comments; P7: WIDTH and HEIGHT lines.
@@ -94,6 +113,32 @@ Imdecode opencv_imdecode() {
     return function;
 }
 
+// OpenCV says what went wrong in a file twice on standard error, as a
+// logged warning and as a line its imdecode writes to std::cerr, before we
+// say it once in the user's terms. Its warnings are kept to errors, and
+// std::cerr writes nothing while a file is decoded: the decodes here take
+// turns, and nothing else of ours writes there meanwhile.
+class QuietOpenCv {
+public:
+    QuietOpenCv() : lock(mutex), previous(std::cerr.rdbuf(&nothing)) {
+        static std::once_flag once;
+        std::call_once(once, [] {
+            if (cv::utils::logging::getLogLevel() > cv::utils::logging::LOG_LEVEL_ERROR)
+                cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+        });
+    }
+    ~QuietOpenCv() { std::cerr.rdbuf(previous); }
+
+private:
+    struct Nothing : std::streambuf {
+        int overflow(int c) override { return traits_type::not_eof(c); }
+    };
+    static inline std::mutex mutex;
+    std::lock_guard<std::mutex> lock;
+    Nothing nothing;
+    std::streambuf* previous;
+};
+
 }  // namespace
 
 RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
@@ -102,6 +147,7 @@ RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
                             : format == ImageFormat::Pnm ? pnm_size(bytes)
                                                          : tiff_size(bytes);
     check(size, options);
+    if (format == ImageFormat::Bmp) check_bmp_rows(bytes, size);
     RawDecode out;
     // OpenCV's TIFF reader turns the picture upright itself, whatever the
     // flags say: the orientation is applied once, there, and a quarter turn
@@ -112,6 +158,7 @@ RawDecode decode_other(std::vector<uint8_t>& bytes, ImageFormat format,
     const Imdecode imdecode = opencv_imdecode();
     cv::Mat bgr;
     try {
+        const QuietOpenCv quiet;
         bgr = imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
     } catch (const cv::Exception&) {
         bgr.release();

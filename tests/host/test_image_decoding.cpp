@@ -177,11 +177,16 @@ TEST(ImageDecoding, DamagedDataIsAnErrorUnlessLenient) {
     DecodeOptions lenient;
     lenient.lenient = true;
     const Bytes jpeg = encoded(scene(300, 200), ".jpg");
-    // Cut in half, with an end marker after the cut as a thumbnail would leave.
+    // Cut in half: truncated, in its data or in its header, whatever the
+    // codec calls it; with its end marker after the cut, the data stops
+    // early inside a whole file, as a flipped bit makes it: damaged.
     Bytes cut(jpeg.begin(), jpeg.begin() + jpeg.size() / 2);
-    cut.insert(cut.end(), {0xFF, 0xD9});
     EXPECT_EQ(refusal(cut).rfind("the JPEG file is truncated (", 0), 0u) << refusal(cut);
     EXPECT_EQ(decode_image(cut, lenient).width, 300u);
+    EXPECT_EQ(refusal(Bytes(jpeg.begin(), jpeg.begin() + 40)),
+              "the JPEG file is truncated (in its header)");
+    cut.insert(cut.end(), {0xFF, 0xD9});
+    EXPECT_EQ(refusal(cut).rfind("the JPEG data is damaged (", 0), 0u) << refusal(cut);
 
     const Bytes png = encoded(scene(300, 200), ".png");
     EXPECT_EQ(refusal(Bytes(png.begin(), png.begin() + png.size() / 2)),
