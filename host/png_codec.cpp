@@ -56,6 +56,11 @@ RawDecode decode_png(const std::vector<uint8_t>& bytes, const DecodeOptions& opt
                                     SPNG_FMT_RGBA8, SPNG_DECODE_TRNS);
     // Lenient: the rows decoded before the damage stand, the rest stay black.
     if (e != 0 && !(options.lenient && e != SPNG_EBUFSIZ && e != SPNG_EFMT)) fail(e);
+    // The image data can end before its chunk does: the rest of the file,
+    // checksums and all, is read too, or damage after the last row passes.
+    if (e == 0 && !options.lenient) {
+        if (const int rest = spng_decode_chunks(png.ctx)) fail(rest);
+    }
     // Red, green, blue, alpha -> ignored, red, green, blue, in place.
     for (size_t i = 0; i < image.pixels.size(); i += 4) {
         image.pixels[i + 3] = image.pixels[i + 2];

@@ -195,6 +195,10 @@ TEST(ImageDecoding, DamagedDataIsAnErrorUnlessLenient) {
     badCrc[png.size() - 20] ^= 0x01;  // inside the last image data chunk
     EXPECT_EQ(refusal(badCrc).rfind("the PNG data is damaged (", 0), 0u) << refusal(badCrc);
     EXPECT_EQ(decode_image(badCrc, lenient).height, 200u);
+    Bytes badTail = png;
+    badTail[png.size() - 14] ^= 0x01;  // the last data chunk's checksum, after the last row
+    EXPECT_EQ(refusal(badTail), "the PNG data is damaged (invalid chunk checksum)");
+    EXPECT_EQ(decode_image(badTail, lenient).height, 200u);
 
     const DecodedImage source = decode_image(png, {});
     const Bytes webp = encode_image(ImageFormat::Webp, source.pixels.data(), 300, 200, 1200);
