@@ -80,6 +80,7 @@ if { [ "$which" = all ] || [ "$which" = fuzz ]; } && command -v clang++ >/dev/nu
     corpus=$(mktemp -d)
     # The decoders start from real photographs.
     [ "$name" = fuzz_image_decoding ] && cp tests/data/*.jpg "$corpus"/
+    [ "$name" = fuzz_detector_config ] && cp data/ovex3 "$corpus"/
     echo "-- $name for ${seconds}s"
     status=0
     ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/$name" \
