@@ -37,6 +37,9 @@ TEST(FaceDetectorSetup, ConfigurationsThatWouldRunAwayAreRefused) {
         {"pnet 12.5 0.6\n",
          " gives pnet a patch of 12.5; a patch is a whole number of pixels from 8 to 256"},
         {"pnet 12 -1e30\n", " gives pnet a threshold of -1e+30; a threshold lies in [0, 1]"},
+        {"pnet 12 0.1\n",
+         " gives its scanning network pnet a threshold of 0.1; it must be at least 0.3, or every "
+         "window reaches the others"},
         {"pnet 12 nan\n", " is damaged after \"pnet\""},
         {"pnet 12\n", " is damaged after \"pnet\""},
         {longName + " 12 0.6\n",
