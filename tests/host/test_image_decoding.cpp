@@ -173,6 +173,34 @@ TEST(ImageDecoding, SizeIsCheckedFromTheHeader) {
               "the image is 40 x 30 pixels, above the pixel limit of 1000");
 }
 
+// Files whose headers promise more than they hold, or a format we do not
+// read, are refused by what they are, before any large buffer is made.
+TEST(ImageDecoding, HeadersThatOverpromiseAreRefusedByName) {
+    EXPECT_EQ(refusal({'I', 'I', '+', 0, 8, 0, 0, 0, 16, 0, 0, 0}),
+              "BigTIFF images are not supported (TIFF, JPEG, PNG, WebP, BMP and PNM are)");
+    Bytes bmp = encoded(scene(8, 8), ".bmp");
+    bmp[19] = bmp[23] = 0x27;  // 10000 (0x2710) a side, in a file of 246 bytes
+    bmp[18] = bmp[22] = 0x10;
+    EXPECT_EQ(refusal(bmp),
+              "the BMP file is truncated (its header describes 10000 x 10000 pixels, 300000000 "
+              "bytes, the file holds " +
+                  std::to_string(bmp.size()) + ")");
+    // A 16 x 16 picture in one tile of 4096 x 4096: the header, one
+    // directory (width, height, 8-bit samples, no compression, RGB, three
+    // samples, tile width, tile length, tile offset, tile size), no data.
+    Bytes tiff = {'I', 'I', 42, 0, 8, 0, 0, 0, 10, 0};
+    const uint16_t tags[][2] = {{256, 16}, {257, 16},   {258, 8},    {259, 1},   {262, 2},
+                                {277, 3},  {322, 4096}, {323, 4096}, {324, 200}, {325, 48}};
+    for (const auto& [tag, value] : tags) {
+        const uint8_t entry[12] = {uint8_t(tag),   uint8_t(tag >> 8),   3, 0, 1, 0, 0, 0,
+                                   uint8_t(value), uint8_t(value >> 8), 0, 0};
+        tiff.insert(tiff.end(), entry, entry + 12);
+    }
+    tiff.resize(260, 0x80);
+    EXPECT_EQ(refusal(tiff),
+              "the TIFF file's tiles (4096 x 4096) are far larger than its picture (16 x 16)");
+}
+
 TEST(ImageDecoding, DamagedDataIsAnErrorUnlessLenient) {
     DecodeOptions lenient;
     lenient.lenient = true;
