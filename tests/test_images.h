@@ -41,6 +41,16 @@ inline Rgb photo(int x, int y, int W, int H) {
     return {static_cast<uint8_t>(60 + 40 * y / H), static_cast<uint8_t>(100 + 30 * x / W), 170};
 }
 
+// A crop rectangle, inclusive ends, its scores zero.
+inline smartCrop::CropRect Rect(int left, int top, int right, int bottom) {
+    smartCrop::CropRect r;
+    r.left = left;
+    r.top = top;
+    r.right = right;
+    r.bottom = bottom;
+    return r;
+}
+
 // A parameter record over the given lists, which must outlive it.
 inline smartCrop::SmartCropParams ParamsOf(std::vector<smartCrop::RatioEntry>& aspects,
                                            std::vector<smartCrop::RatioEntry>& scales,

@@ -16,22 +16,15 @@
 namespace smartCrop {
 namespace {
 
-CropRect rect(int32_t l, int32_t t, int32_t r, int32_t b) {
-    CropRect c;
-    c.left = l;
-    c.top = t;
-    c.right = r;
-    c.bottom = b;
-    return c;
-}
-
 TEST(RectGeometry, CoverageAndOverlap) {
-    const CropRect a = rect(0, 0, 9, 9);
-    EXPECT_FLOAT_EQ(covered_fraction(a, rect(5, 5, 14, 14)), 0.25f);
-    EXPECT_FLOAT_EQ(overlap_iou(a, rect(5, 5, 14, 14)), 25.0f / 175.0f);
-    EXPECT_DOUBLE_EQ(overlap_iou_exact(a, rect(5, 5, 14, 14)), 25.0 / 175.0);
-    EXPECT_EQ(covered_fraction(a, rect(10, 0, 12, 9)), 0.0f);      // touching edges do not overlap
-    EXPECT_FLOAT_EQ(covered_fraction(a, rect(9, 9, 9, 9)), 1.0f);  // one shared pixel is overlap
+    const CropRect a = test::Rect(0, 0, 9, 9);
+    EXPECT_FLOAT_EQ(covered_fraction(a, test::Rect(5, 5, 14, 14)), 0.25f);
+    EXPECT_FLOAT_EQ(overlap_iou(a, test::Rect(5, 5, 14, 14)), 25.0f / 175.0f);
+    EXPECT_DOUBLE_EQ(overlap_iou_exact(a, test::Rect(5, 5, 14, 14)), 25.0 / 175.0);
+    EXPECT_EQ(covered_fraction(a, test::Rect(10, 0, 12, 9)),
+              0.0f);  // touching edges do not overlap
+    EXPECT_FLOAT_EQ(covered_fraction(a, test::Rect(9, 9, 9, 9)),
+                    1.0f);  // one shared pixel is overlap
     RectOfInterest huge{-1000000000, 1000000000, -1000000000, 1000000000};
     EXPECT_GT(covered_fraction(huge, a), 0.99f);  // no overflow on extreme coordinates
 }

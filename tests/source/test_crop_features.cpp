@@ -25,19 +25,10 @@ struct Object {
     ISmartCrop* crop;
 };
 
-CropRect rect(int left, int top, int right, int bottom) {
-    CropRect r;
-    r.left = left;
-    r.top = top;
-    r.right = right;
-    r.bottom = bottom;
-    return r;
-}
-
 TEST(CropFeatures, WholeImageIsFullyCovered) {
     test::Image image(480, 320, test::Image::Photo(480, 320));
     Object o(image);
-    CropRect whole = rect(0, 0, 479, 319);
+    CropRect whole = test::Rect(0, 0, 479, 319);
     ASSERT_EQ(o.crop->ScoreCrop(&whole), eSuccess);
     EXPECT_TRUE(whole.analysed && whole.wellCovered);
     EXPECT_NEAR(whole.coverageScore, 1.0, 1e-6);
@@ -54,7 +45,7 @@ TEST(CropFeatures, ConstantImageHasNoMassAndCleanBorders) {
     test::Image image(300, 200, [](int, int) { return test::Rgb{120, 130, 140}; });
     Object o(image);
     for (const CropRect& r :
-         {rect(0, 0, 299, 199), rect(40, 30, 140, 130), rect(150, 0, 299, 99)}) {
+         {test::Rect(0, 0, 299, 199), test::Rect(40, 30, 140, 130), test::Rect(150, 0, 299, 99)}) {
         CropRect c = r;
         ASSERT_EQ(o.crop->ScoreCrop(&c), eSuccess);
         EXPECT_EQ(c.coverageScore, 0.0);
@@ -67,14 +58,14 @@ TEST(CropFeatures, ConstantImageHasNoMassAndCleanBorders) {
 TEST(CropFeatures, ScoreCropRefusesWhatItCannotScore) {
     test::Image image(300, 200, test::Image::Photo(300, 200));
     Object o(image);
-    CropRect inverted = rect(50, 50, 40, 60);
+    CropRect inverted = test::Rect(50, 50, 40, 60);
     EXPECT_EQ(o.crop->ScoreCrop(&inverted), eInvalidRequest);
     EXPECT_STREQ(o.crop->GetLastErrorText(), "SmartCrop: the crop rectangle is empty or inverted");
-    CropRect outside = rect(300, 0, 400, 50);
+    CropRect outside = test::Rect(300, 0, 400, 50);
     EXPECT_EQ(o.crop->ScoreCrop(&outside), eInvalidRequest);
     EXPECT_FALSE(outside.analysed);
     EXPECT_EQ(o.crop->ScoreCrop(nullptr), eInvalidRequest);
-    CropRect partly = rect(-100, -100, 150, 120);  // scored on its part inside
+    CropRect partly = test::Rect(-100, -100, 150, 120);  // scored on its part inside
     EXPECT_EQ(o.crop->ScoreCrop(&partly), eSuccess);
     EXPECT_TRUE(partly.analysed);
 
@@ -83,7 +74,7 @@ TEST(CropFeatures, ScoreCropRefusesWhatItCannotScore) {
     std::streambuf* old = std::cerr.rdbuf(nullptr);
     Object none(thin);
     std::cerr.rdbuf(old);
-    CropRect any = rect(0, 0, 10, 0);
+    CropRect any = test::Rect(0, 0, 10, 0);
     EXPECT_EQ(none.crop->ScoreCrop(&any), eUnexpected);
     EXPECT_STREQ(
         none.crop->GetLastErrorText(),
@@ -155,7 +146,7 @@ TEST(RoiScore, HandWorkedCases) {
     test::Image image(200, 100, test::Image::Photo(200, 100));
     const SmartCropParams params;  // margins 0.1 side, 0.05 top, 0.15 bottom; placement 0.01
     CropAnalyzer a(*image.get(), params, {});
-    const CropRect crop = rect(0, 0, 99, 99);
+    const CropRect crop = test::Rect(0, 0, 99, 99);
 
     // Filling the inner area exactly: ov 1, one hit, value 1; the placement
     // term (coverage of the bounds above 0.98) with headroom 1 and the
