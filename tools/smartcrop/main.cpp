@@ -44,7 +44,9 @@ struct Result {
 // SIGINT or SIGTERM: no image is started after it; those in flight finish
 // (their files land whole), and the records of every finished image are
 // printed. A second signal ends the program at once.
-volatile std::sig_atomic_t stopSignal = 0;
+// Lock-free, so safe in a handler, and read by the worker threads.
+std::atomic<int> stopSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void on_stop(int signal) {
     stopSignal = signal;
