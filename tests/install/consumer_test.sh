@@ -26,9 +26,9 @@ for internal in codecs.h exif_orientation.h tiff_directory.h; do
   test ! -e "$prefix/include/smartcrop/host/$internal" || { echo "internal $internal installed"; exit 1; }
 done
 # The installed program finds its installed library.
-status=0
-"$prefix/bin/smartcrop" --help 2>/dev/null || status=$?
-[ "$status" -eq 2 ] || { echo "installed smartcrop --help gave $status"; exit 1; }
+"$prefix/bin/smartcrop" --help | grep -q "^usage: smartcrop" ||
+  { echo "installed smartcrop --help did not print its usage"; exit 1; }
+[ "$("$prefix/bin/smartcrop" --version)" = "smartcrop 0.1.0" ] || { echo "installed smartcrop --version"; exit 1; }
 PKG_CONFIG_PATH=$(echo "$prefix"/lib*/pkgconfig) pkg-config --cflags --libs smartcrop | grep -q -- "-lsmartcrop"
 # The installed program finds the installed face detector from any folder.
 test -f "$prefix/share/smartcrop/ovex3"

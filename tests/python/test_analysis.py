@@ -164,7 +164,7 @@ def test_every_surface_takes_every_request_option(photo_paths, program):
     python = set(inspect.signature(smartcrop.Analysis.suggest).parameters) - {"self"}
     python |= set(inspect.signature(smartcrop.analyze).parameters) - {"image"}
     assert python == {n.replace("-", "_") for n in names}
-    program_help = subprocess.run([os.environ["SMARTCROP_CLI"], "--help"], capture_output=True, text=True).stderr
+    program_help = subprocess.run([os.environ["SMARTCROP_CLI"], "--help"], capture_output=True, text=True).stdout
     dask_help = subprocess.run([sys.executable, "-m", "smartcrop.dask", "--help"], capture_output=True,
                                text=True, env=dict(os.environ, COLUMNS="200")).stdout
     for name in names:

@@ -266,9 +266,16 @@ int main(int argc, char** argv) {
     try {
         o = cli::parse(argc, argv);
     } catch (const std::runtime_error& e) {
-        if (*e.what()) std::fprintf(stderr, "smartcrop: %s\n", e.what());
-        std::fputs(cli::usage().c_str(), stderr);
+        std::fprintf(stderr, "smartcrop: %s (smartcrop --help lists the options)\n", e.what());
         return 2;
+    }
+    if (o.action == cli::Options::Action::Help) {
+        std::fputs(cli::usage().c_str(), stdout);
+        return std::fflush(stdout) == 0 ? 0 : 1;
+    }
+    if (o.action == cli::Options::Action::Version) {
+        std::printf("smartcrop %s\n", SMARTCROP_VERSION);
+        return std::fflush(stdout) == 0 ? 0 : 1;
     }
     // Parallelism is -j's alone: OpenCV's pool would otherwise put the host
     // layer's resizes on threads nobody asked for.

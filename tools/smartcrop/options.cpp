@@ -19,7 +19,8 @@ std::string usage() {
            "  --write-crops DIR  save each suggestion as DIR/NAME-RANK.EXT\n"
            "  --overwrite        replace files that already exist (never done otherwise)\n"
            "  -j N               images in parallel\n"
-           "  --                 what follows are images, whatever their names\n";
+           "  --                 what follows are images, whatever their names\n"
+           "  -h, --help         this text; --version the program's version\n";
 }
 
 namespace {
@@ -78,7 +79,11 @@ Options parse(int argc, char** argv) {
         } else if (arg == "-j") {
             o.jobs = whole_jobs(value());
         } else if (arg == "-h" || arg == "--help") {
-            throw UsageError("");
+            o.action = Options::Action::Help;
+            return o;
+        } else if (arg == "--version") {
+            o.action = Options::Action::Version;
+            return o;
         } else if (arg.size() > 1 && arg[0] == '-') {
             throw UsageError("unknown option " + arg);
         } else {

@@ -19,6 +19,7 @@ struct UsageError : std::runtime_error {
 enum class Format { Table, Json };
 
 struct Options {
+    enum class Action { Run, Help, Version } action = Action::Run;
     smartCrop::host::CropRequest request;
     smartCrop::host::DecodeOptions decoding;
     std::string models;  // empty: the installed detector
