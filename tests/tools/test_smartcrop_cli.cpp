@@ -234,6 +234,20 @@ TEST_F(SmartcropCli, ASignalStopsTheBatchCleanly) {
     EXPECT_EQ(files, 2u * static_cast<size_t>(records));
 }
 
+// JSON lines: a line per image, in the order given, each the record the
+// JSON list holds, whatever thread finished first.
+TEST_F(SmartcropCli, JsonLinesHoldTheRecordsInOrder) {
+    const std::string files = png + " " + (dir / "missing.png").string() + " " + jpeg;
+    const Outcome lines = run(cli("--format jsonl -j 2 " + files) +
+                              " | python3 -c 'import json,sys; print(json.dumps([json.loads(l) "
+                              "for l in sys.stdin]))'");
+    const Outcome list =
+        run(cli("--format json " + files) +
+            " | python3 -c 'import json,sys; print(json.dumps(json.load(sys.stdin)))'");
+    EXPECT_EQ(lines.out, list.out);
+    EXPECT_NE(lines.out.find("missing.png\", \"error\""), std::string::npos) << lines.out;
+}
+
 // Names are bytes: one that is not UTF-8 comes back in JSON as Python's
 // surrogateescape reads it, and one that starts with a dash is an image
 // after "--".

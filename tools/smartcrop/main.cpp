@@ -211,42 +211,56 @@ std::string json_number(double v) {
     return std::isfinite(v) ? cell(v, "%.6g") : "null";
 }
 
+// One photograph's record; `indent` goes before each suggestion and before
+// the list's end ("" keeps the record on one line, as JSON lines want it).
+std::string json_record(const Result& r, bool faces, const char* indent, const char* close) {
+    std::string out = "{\"file\": " + json_string(r.file);
+    char buf[640];
+    if (r.analysed) {
+        std::snprintf(buf, sizeof buf, ", \"width\": %u, \"height\": %u, \"suggestions\": [",
+                      r.width, r.height);
+        out += buf;
+        const std::vector<smartCrop::CropRect>& crops = r.answer.crops;
+        for (size_t k = 0; k < crops.size(); ++k) {
+            const smartCrop::CropRect& c = crops[k];
+            std::snprintf(
+                buf, sizeof buf,
+                "%s%s{\"rank\": %zu, \"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": "
+                "%d, \"width\": %d, \"height\": %d, \"score\": %s, \"aestheticScore\": %s, "
+                "\"coverageScore\": %s, \"borderScore\": %s, \"peakShare\": %s, "
+                "\"centreShare\": %s, \"roiScore\": %s, \"wellCovered\": %s}",
+                k ? "," : "", indent, k + 1, c.left, c.top, c.right, c.bottom, c.right - c.left + 1,
+                c.bottom - c.top + 1, json_number(c.score).c_str(),
+                json_number(c.aestheticScore).c_str(), json_number(c.coverageScore).c_str(),
+                json_number(c.borderScore).c_str(), json_number(c.peakShare).c_str(),
+                json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
+                c.wellCovered ? "true" : "false");
+            out += buf;
+        }
+        std::snprintf(buf, sizeof buf, "%s], \"focus\": {\"x\": %.4f, \"y\": %.4f}",
+                      crops.empty() ? "" : close, r.answer.focus.x, r.answer.focus.y);
+        out += buf;
+        if (faces) {
+            out += ", \"faces\": [";
+            for (size_t k = 0; k < r.answer.faces.size(); ++k) {
+                const host::FaceRect& f = r.answer.faces[k];
+                std::snprintf(buf, sizeof buf,
+                              "%s{\"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": %d}",
+                              k ? ", " : "", f.left, f.top, f.right, f.bottom);
+                out += buf;
+            }
+            out += "]";
+        }
+    }
+    if (!r.error.empty()) out += ", \"error\": " + json_string(r.error);
+    return out + "}";
+}
+
 void print_json(const std::vector<Result>& results, bool faces) {
     std::printf("[\n");
     for (size_t i = 0; i < results.size(); ++i) {
-        const Result& r = results[i];
-        std::printf("  {\"file\": %s", json_string(r.file).c_str());
-        if (r.analysed) {
-            std::printf(", \"width\": %u, \"height\": %u, \"suggestions\": [", r.width, r.height);
-            const std::vector<smartCrop::CropRect>& crops = r.answer.crops;
-            for (size_t k = 0; k < crops.size(); ++k) {
-                const smartCrop::CropRect& c = crops[k];
-                std::printf(
-                    "%s\n    {\"rank\": %zu, \"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": "
-                    "%d, \"width\": %d, \"height\": %d, \"score\": %s, \"aestheticScore\": %s, "
-                    "\"coverageScore\": %s, \"borderScore\": %s, \"peakShare\": %s, "
-                    "\"centreShare\": %s, \"roiScore\": %s, \"wellCovered\": %s}",
-                    k ? "," : "", k + 1, c.left, c.top, c.right, c.bottom, c.right - c.left + 1,
-                    c.bottom - c.top + 1, json_number(c.score).c_str(),
-                    json_number(c.aestheticScore).c_str(), json_number(c.coverageScore).c_str(),
-                    json_number(c.borderScore).c_str(), json_number(c.peakShare).c_str(),
-                    json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
-                    c.wellCovered ? "true" : "false");
-            }
-            std::printf("%s], \"focus\": {\"x\": %.4f, \"y\": %.4f}", crops.empty() ? "" : "\n  ",
-                        r.answer.focus.x, r.answer.focus.y);
-            if (faces) {
-                std::printf(", \"faces\": [");
-                for (size_t k = 0; k < r.answer.faces.size(); ++k) {
-                    const host::FaceRect& f = r.answer.faces[k];
-                    std::printf("%s{\"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": %d}",
-                                k ? ", " : "", f.left, f.top, f.right, f.bottom);
-                }
-                std::printf("]");
-            }
-        }
-        if (!r.error.empty()) std::printf(", \"error\": %s", json_string(r.error).c_str());
-        std::printf("}%s\n", i + 1 < results.size() ? "," : "");
+        std::printf("  %s%s\n", json_record(results[i], faces, "\n    ", "\n  ").c_str(),
+                    i + 1 < results.size() ? "," : "");
     }
     std::printf("]\n");
 }
@@ -312,12 +326,22 @@ int main(int argc, char** argv) {
     const host::ProtectedFiles inputs(o.images);
     std::vector<Result> results(o.images.size());
     std::atomic<size_t> next{0}, done{0};
-    std::mutex progressMutex;
+    std::mutex progressMutex, printMutex;
+    size_t printed = 0;
     const bool progress = o.images.size() > 1 && isatty(STDERR_FILENO);
     stop_on_signals();
     auto worker = [&] {
         for (size_t i; stopSignal == 0 && (i = next++) < o.images.size();) {
             results[i] = process(o, i, stems[i], inputs);
+            if (o.format == cli::Format::JsonLines) {
+                // Each record as soon as it and all before it are done.
+                std::lock_guard<std::mutex> lock(printMutex);
+                results[i].finished = true;
+                for (; printed < results.size() && results[printed].finished; ++printed)
+                    std::printf("%s\n",
+                                json_record(results[printed], o.request.faces, "", "").c_str());
+                std::fflush(stdout);
+            }
             results[i].finished = true;
             const size_t n = ++done;
             if (progress) {
@@ -351,6 +375,8 @@ int main(int argc, char** argv) {
     }
     if (o.format == cli::Format::Json) {
         print_json(results, o.request.faces);
+    } else if (o.format == cli::Format::JsonLines) {
+        // Printed as the images finished.
     } else {
         for (const Result& r : results) {
             if (r.analysed) print_table(r, o.request.faces);

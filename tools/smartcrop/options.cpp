@@ -13,7 +13,9 @@ namespace cli {
 std::string usage() {
     return "usage: smartcrop [options] IMAGE...\n" + smartCrop::host::request_options_help() +
            "  --models PATH      face detector configuration file; default the installed one\n"
-           "  --format table|json  output format; default table on a terminal, json otherwise\n"
+           "  --format table|json|jsonl  output format; default table on a terminal, json "
+           "otherwise;\n"
+           "                     jsonl: one line per image, written as it is done, in order\n"
            "  --preview FILE     the image scaled down with the suggestions drawn (.jpg, .png, "
            ".webp)\n"
            "  --write-crops DIR  save each suggestion as DIR/NAME-RANK.EXT\n"
@@ -64,8 +66,10 @@ Options parse(int argc, char** argv) {
                 o.format = Format::Table;
             else if (f == "json")
                 o.format = Format::Json;
+            else if (f == "jsonl")
+                o.format = Format::JsonLines;
             else
-                throw UsageError("--format is table or json");
+                throw UsageError("--format is table, json or jsonl");
             o.formatGiven = true;
         } else if (arg == "--preview") {
             o.preview = value();

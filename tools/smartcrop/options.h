@@ -16,7 +16,7 @@ struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-enum class Format { Table, Json };
+enum class Format { Table, Json, JsonLines };
 
 struct Options {
     enum class Action { Run, Help, Version } action = Action::Run;
