@@ -27,6 +27,7 @@ DecodedImage pixels_image(const uint8_t* data, uint32_t width, uint32_t height, 
     const Layout l = order == ChannelOrder::Rgb    ? Layout{3, 0, 1, 2}
                      : order == ChannelOrder::Rgba ? Layout{4, 0, 1, 2}
                      : order == ChannelOrder::Bgr  ? Layout{3, 2, 1, 0}
+                     : order == ChannelOrder::Bgra ? Layout{4, 2, 1, 0}
                                                    : Layout{1, 0, 0, 0};
     for (uint32_t y = 0; y < height; ++y) {
         const uint8_t* in = data + y * rowStride;

@@ -56,7 +56,8 @@ struct DecodedImage {
 
 // Pixels the caller already holds (an array from Python, a frame from OpenCV),
 // copied into the layout above; `rowStride` in bytes. Alpha is ignored.
-enum class ChannelOrder { Rgb, Rgba, Bgr, Grey };
+// OpenCV's frames are blue, green, red (and alpha).
+enum class ChannelOrder { Rgb, Rgba, Bgr, Bgra, Grey };
 DecodedImage pixels_image(const uint8_t* data, uint32_t width, uint32_t height, size_t rowStride,
                           ChannelOrder order);
 

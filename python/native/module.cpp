@@ -48,8 +48,8 @@ public:
         return std::make_unique<Analysis>(host::open_photograph(path, settings.request, open));
     }
 
-    static std::unique_ptr<Analysis> from_array(const py::array& pixels,
-                                                const OptionTexts& options) {
+    static std::unique_ptr<Analysis> from_array(const py::array& pixels, const OptionTexts& options,
+                                                bool bgr) {
         const py::buffer_info info = pixels.request();
         if (info.format != py::format_descriptor<uint8_t>::format())
             throw host::RequestError("the array's type must be uint8");
@@ -67,9 +67,10 @@ public:
             throw host::RequestError(
                 "the array's rows must be contiguous (numpy.ascontiguousarray)");
         const host::CropRequest request = host::parse_request(options).request;
-        const host::ChannelOrder order = grey            ? host::ChannelOrder::Grey
-                                         : channels == 4 ? host::ChannelOrder::Rgba
-                                                         : host::ChannelOrder::Rgb;
+        const host::ChannelOrder order =
+            grey            ? host::ChannelOrder::Grey
+            : channels == 4 ? (bgr ? host::ChannelOrder::Bgra : host::ChannelOrder::Rgba)
+                            : (bgr ? host::ChannelOrder::Bgr : host::ChannelOrder::Rgb);
         // The array stays referenced by the caller's frame while unlocked.
         py::gil_scoped_release unlocked;
         return std::make_unique<Analysis>(
@@ -159,7 +160,8 @@ PYBIND11_MODULE(_native, m) {
 
     py::class_<Analysis>(m, "Analysis")
         .def_static("from_path", &Analysis::from_path, py::arg("path"), py::arg("options"))
-        .def_static("from_array", &Analysis::from_array, py::arg("pixels"), py::arg("options"))
+        .def_static("from_array", &Analysis::from_array, py::arg("pixels"), py::arg("options"),
+                    py::arg("bgr") = false)
         .def("suggest", &Analysis::suggest, py::arg("options"))
         .def("close", &Analysis::close)
         .def_property_readonly("closed", &Analysis::closed)

@@ -283,7 +283,8 @@ class Analysis:
 
 
 def analyze(image: ImageLike, *, faces: bool = False, roi: Optional[Sequence[RoiLike]] = None,
-            max_pixels: int = DEFAULT_MAX_PIXELS, lenient: bool = False) -> Analysis:
+            max_pixels: int = DEFAULT_MAX_PIXELS, lenient: bool = False,
+            channels: str = "rgb") -> Analysis:
     """Analyses a photograph: a NumPy array (height x width x 3 or 4, uint8,
     RGB or RGBA), a PIL image, or a path (JPEG, PNG, WebP and more, EXIF
     orientation applied; a large JPEG is decoded reduced, as much as the
@@ -292,11 +293,15 @@ def analyze(image: ImageLike, *, faces: bool = False, roi: Optional[Sequence[Roi
     ``faces``: find faces now (needed for the decoding size a path gets for
     them). ``roi``: rectangles of interest, which shape the analysis.
     ``max_pixels``: a file whose header describes more is refused before
-    decoding. ``lenient``: use what damaged data still holds.
+    decoding. ``lenient``: use what damaged data still holds. ``channels``:
+    the order of an array's colours, ``"rgb"`` (NumPy, PIL) or ``"bgr"``
+    (OpenCV's ``imread`` and frames); ignored for grey arrays and files.
 
     Raises :class:`Error` for an image that cannot be used, ``ValueError``
     for a bad request, ``FileNotFoundError`` for a missing file."""
     rois = as_rois(roi)
+    if channels not in ("rgb", "bgr"):
+        raise ValueError(f"channels is \"rgb\" or \"bgr\", not {channels!r}")
     texts = option_texts(faces=faces, roi=rois, max_pixels=max_pixels, lenient=lenient)
     if faces:
         _ensure_face_detector()
@@ -306,17 +311,19 @@ def analyze(image: ImageLike, *, faces: bool = False, roi: Optional[Sequence[Roi
             raise FileNotFoundError(2, "No such file or directory", path)
         native = _native.Analysis.from_path(path, texts)
     else:
-        native = _native.Analysis.from_array(_pixels(image), texts)
+        if channels == "bgr" and not isinstance(image, np.ndarray):
+            raise ValueError("channels=\"bgr\" describes an array; a PIL image knows its own")
+        native = _native.Analysis.from_array(_pixels(image), texts, bgr=channels == "bgr")
     return Analysis(native, faces, rois)
 
 
-_ANALYSIS_OPTIONS = ("faces", "roi", "max_pixels", "lenient")
+_ANALYSIS_OPTIONS = ("faces", "roi", "max_pixels", "lenient", "channels")
 
 
 def _split(query: Dict[str, Any]) -> Tuple[Dict[str, Any], Dict[str, Any]]:
     """The options of :func:`analyze` and those of the query."""
     at_analysis = {k: query[k] for k in _ANALYSIS_OPTIONS if k in query}
-    asked = {k: v for k, v in query.items() if k not in ("max_pixels", "lenient")}
+    asked = {k: v for k, v in query.items() if k not in ("max_pixels", "lenient", "channels")}
     return at_analysis, asked
 
 

@@ -162,7 +162,7 @@ def test_every_surface_takes_every_request_option(photo_paths, program):
     from smartcrop import _native
     names = {name for name, _, _, _ in _native.request_options()}
     python = set(inspect.signature(smartcrop.Analysis.suggest).parameters) - {"self"}
-    python |= set(inspect.signature(smartcrop.analyze).parameters) - {"image"}
+    python |= set(inspect.signature(smartcrop.analyze).parameters) - {"image", "channels"}
     assert python == {n.replace("-", "_") for n in names}
     program_help = subprocess.run([os.environ["SMARTCROP_CLI"], "--help"], capture_output=True, text=True).stdout
     dask_help = subprocess.run([sys.executable, "-m", "smartcrop.dask", "--help"], capture_output=True,
@@ -191,3 +191,13 @@ def test_a_pair_is_one_ratio_and_a_mode_needs_the_design_ranking(photo_paths):
             photo.suggest("1", mode=2)
         assert photo.suggest(size=(64, 40)) == photo.suggest(size=(64, 40))  # the same size twice
     assert smartcrop.parse_aspect((3, 2)) == 1.5
+
+
+def test_opencv_arrays_are_read_as_blue_green_red(scenes):
+    paths, _ = scenes
+    rgb = np.asarray(Image.open(paths[4]).convert("RGB"))
+    expected = smartcrop.suggest(rgb, "1", count=3)
+    for bgr in (rgb[:, :, ::-1], np.dstack([rgb[:, :, ::-1], np.full(rgb.shape[:2], 255, np.uint8)])):
+        assert smartcrop.suggest(np.ascontiguousarray(bgr), "1", count=3, channels="bgr") == expected
+    with pytest.raises(ValueError, match="channels"):
+        smartcrop.suggest(rgb, channels="hsv")
