@@ -100,7 +100,8 @@ RawDecode decode_jpeg(const std::vector<uint8_t>& bytes, const DecodeOptions& op
     if (tjDecompress2(tj.handle, bytes.data(), static_cast<unsigned long>(bytes.size()),
                       image.pixels.data(), static_cast<int>(image.width), 0,
                       static_cast<int>(image.height), cmyk ? TJPF_CMYK : TJPF_XRGB, flags) != 0) {
-        if (!(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING)) fail(tj.handle, bytes);
+        if (!(options.lenient && tjGetErrorCode(tj.handle) == TJERR_WARNING))
+            fail(tj.handle, bytes);
     }
     if (cmyk) cmyk_to_xrgb(image.pixels);
     out.orientation = jpeg_orientation(bytes);

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "source/CropAnalyzer.h"
 #include "kernels/rect_geometry.h"
+#include "source/CropAnalyzer.h"
 #include "source/PoolGrid.h"
 #include "source/ScoreModel.h"
 

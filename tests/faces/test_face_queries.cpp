@@ -6,8 +6,8 @@
 
 #include "SmartCrop.h"
 #include "face_requests.h"
-#include "scratch_folder.h"
 #include "kernels/rect_geometry.h"
+#include "scratch_folder.h"
 #include "synthetic_detector.h"
 #include "test_images.h"
 

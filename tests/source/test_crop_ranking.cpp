@@ -3,8 +3,8 @@
 
 #include <cmath>
 
-#include "source/CropAnalyzer.h"
 #include "kernels/rect_geometry.h"
+#include "source/CropAnalyzer.h"
 #include "test_images.h"
 
 namespace smartCrop {
