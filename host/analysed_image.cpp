@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "kernels/library_contract.h"
+#include "kernels/rect_geometry.h"
 
 namespace smartCrop::host {
 
@@ -263,6 +264,12 @@ CropAnswer AnalysedImage::suggest() const {
         answer.crops = select_crops(found, shares, ratios, tight, fullWidth, fullHeight, options);
     }
     answer.focus = focal_point(answer.crops, tight, fullWidth, fullHeight);
+    for (size_t k = 0; k < answer.crops.size(); ++k) {
+        double most = 0;
+        for (size_t j = 0; j < k; ++j)
+            most = std::max(most, overlap_iou_exact(answer.crops[j], answer.crops[k]));
+        answer.overlaps.push_back(most);
+    }
     return answer;
 }
 

@@ -24,6 +24,9 @@ struct CropAnswer {
     // around the detector's box), inclusive full-resolution pixels.
     std::vector<FaceRect> faces;
     FocalPoint focus;
+    // Per crop, its largest overlap (intersection over union) with a crop
+    // ranked before it: how distinct it is. 0 for the first.
+    std::vector<double> overlaps;
 };
 
 class AnalysedImage {

@@ -159,9 +159,9 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
     std::vector<CropRect> picked;
     std::vector<bool> taken(n, false);
     // The next pick among the eligible: the blend less what its likeness to
-    // the crops before it (from `from` on) costs; with `limited`, none past
-    // the overlap limit.
-    auto pick = [&](size_t from, const auto& eligible, bool limited) {
+    // the crops before it (from `from` on) costs; with `limited`, none
+    // overlapping one of them by more than `limit`.
+    auto pick = [&](size_t from, const auto& eligible, bool limited, double limit) {
         size_t best = n;
         double bestValue = -HUGE_VAL;
         for (size_t i = 0; i < n; ++i) {
@@ -172,7 +172,7 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
             double likeness = 0;
             for (size_t k = from; k < picked.size(); ++k)
                 likeness = std::max(likeness, overlap_iou_exact(picked[k], scored[i].crop));
-            if (limited && likeness > options.overlapLimit) continue;
+            if (limited && likeness > limit) continue;
             const double value = scored[i].crop.score - kLikenessCost * likeness;
             if (value > bestValue) {
                 bestValue = value;
@@ -185,12 +185,20 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         return true;
     };
     auto any = [](const Scored&) { return true; };
+    // The count asked for is answered whenever there are that many crops
+    // that keep the faces: when the distinct ones run out, the overlap limit
+    // is relaxed a step at a time, so the later alternatives are the most
+    // distinct left (the answer says how much each overlaps).
+    const double limits[] = {options.overlapLimit, 0.6, 0.7, 0.8, 0.9, 1.0};
     if (options.perAspect) {
         for (size_t r = 0; r < ratios.size(); ++r) {
             const size_t group = picked.size();
             auto ofRatio = [r](const Scored& s) { return s.ratio == r; };
-            while (picked.size() - group < options.count &&
-                   pick(group, ofRatio, picked.size() > group)) {
+            for (double limit : limits) {
+                if (limit < options.overlapLimit) continue;
+                while (picked.size() - group < options.count &&
+                       pick(group, ofRatio, picked.size() > group, limit)) {
+                }
             }
         }
         return picked;
@@ -203,9 +211,12 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         if (ratioDone[r]) continue;
         ratioDone[r] = true;
         pick(
-            0, [r](const Scored& s) { return s.ratio == r; }, false);
+            0, [r](const Scored& s) { return s.ratio == r; }, false, 1.0);
     }
-    while (picked.size() < options.count && pick(0, any, true)) {
+    for (double limit : limits) {
+        if (limit < options.overlapLimit) continue;
+        while (picked.size() < options.count && pick(0, any, true, limit)) {
+        }
     }
     return picked;
 }

@@ -22,6 +22,7 @@ struct SelectionOptions {
     // Alternatives overlap every crop before them by at most this (area of
     // the intersection over the union): at 0.5 two crops of one ratio are
     // shifted by at least a third of their width, which a viewer sees.
+    // Relaxed step by step to 1 when fewer than `count` crops keep to it.
     double overlapLimit = 0.5;
 };
 

@@ -25,9 +25,9 @@ namespace host = smartCrop::host;
 namespace {
 
 // left, top, right, bottom, score, aesthetic, coverage, border, peak share,
-// centre share, roi score, well covered.
+// centre share, roi score, well covered, overlap with the crops before it.
 using CropTuple = std::tuple<int32_t, int32_t, int32_t, int32_t, double, double, double, double,
-                             double, double, double, bool>;
+                             double, double, double, bool, double>;
 using BoxTuple = std::tuple<int32_t, int32_t, int32_t, int32_t>;
 using Answer = std::tuple<std::vector<CropTuple>, std::vector<BoxTuple>, std::pair<double, double>>;
 // (name, text) in the host layer's request options; the package turns its
@@ -95,10 +95,12 @@ public:
             answer = open().suggest(query);
         }
         std::vector<CropTuple> crops;
-        for (const smartCrop::CropRect& c : answer.crops)
+        for (size_t k = 0; k < answer.crops.size(); ++k) {
+            const smartCrop::CropRect& c = answer.crops[k];
             crops.emplace_back(c.left, c.top, c.right, c.bottom, c.score, c.aestheticScore,
                                c.coverageScore, c.borderScore, c.peakShare, c.centreShare,
-                               c.roiScore, c.wellCovered);
+                               c.roiScore, c.wellCovered, answer.overlaps[k]);
+        }
         std::vector<BoxTuple> boxes;
         for (const host::FaceRect& f : answer.faces)
             boxes.emplace_back(f.left, f.top, f.right, f.bottom);

@@ -15,7 +15,8 @@ class Crop:
     """A suggested crop in full-resolution pixels; ``right`` and ``bottom``
     are inclusive, as in the program's output. ``score`` is the blend the
     crop was ranked by; the other numbers are its features (NaN where the
-    library leaves one unset)."""
+    library leaves one unset); ``overlap`` is its largest overlap
+    (intersection over union) with a crop ranked before it."""
 
     left: int
     top: int
@@ -29,6 +30,7 @@ class Crop:
     centre_share: float
     roi_score: float
     well_covered: bool
+    overlap: float = 0.0
 
     @property
     def width(self) -> int:
@@ -107,7 +109,7 @@ def crop_record(rank: int, c: Crop) -> Dict[str, Any]:
         "aestheticScore": _number(c.aesthetic), "coverageScore": _number(c.coverage),
         "borderScore": _number(c.border), "peakShare": _number(c.peak_share),
         "centreShare": _number(c.centre_share), "roiScore": _number(c.roi_score),
-        "wellCovered": c.well_covered,
+        "wellCovered": c.well_covered, "overlap": round(c.overlap, 4),
     }
 
 

@@ -101,6 +101,15 @@ TEST(CropSelection, OneCropPerRatioFirstThenDistinctAlternatives) {
     EXPECT_EQ(corners(picked[2]), corners(candidates[2]));  // not the near twin
     for (size_t i = 0; i < picked.size(); ++i)
         for (size_t j = 0; j < i; ++j) EXPECT_LE(overlap(picked[i], picked[j]), 0.5) << i << j;
+    // Asked for five: the distinct ones first as before, then one that
+    // overlaps, as the overlap limit is relaxed rather than the count cut
+    // (the fifth falls a whole feature's range below its ratio's best: not
+    // offered).
+    const auto all = select_crops(candidates, {}, {1.0, 1.5}, {}, 800, 200, first(5));
+    ASSERT_EQ(all.size(), 4u);
+    for (size_t i = 0; i < 3; ++i) EXPECT_EQ(corners(all[i]), corners(picked[i])) << i;
+    EXPECT_GT(std::max({overlap(all[3], all[0]), overlap(all[3], all[1]), overlap(all[3], all[2])}),
+              0.5);
 
     SelectionOptions perRatio = first(2);
     perRatio.perAspect = true;

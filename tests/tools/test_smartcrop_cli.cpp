@@ -77,8 +77,8 @@ TEST_F(SmartcropCli, JsonHasTheDocumentedFields) {
     EXPECT_EQ(r.out,
               "2 360 240 5 5 ['x', 'y'] ['aestheticScore', 'borderScore', 'bottom', 'centreShare', "
               "'coverageScore', 'height', "
-              "'left', 'peakShare', 'rank', 'right', 'roiScore', 'score', 'top', 'wellCovered', "
-              "'width']\n");
+              "'left', 'overlap', 'peakShare', 'rank', 'right', 'roiScore', 'score', 'top', "
+              "'wellCovered', 'width']\n");
     const Outcome plain = json("--design-defaults " + png,
                                "len(set(round(s[\"width\"] / s[\"height\"], 1) for s in "
                                "d[0][\"suggestions\"])) < 5");
