@@ -217,6 +217,10 @@ CropAnswer AnalysedImage::suggest() const {
 
     CropAnswer answer;
     std::vector<CropRect> found;
+    // The ratios asked for: an exact size's own, or the request's.
+    const std::vector<double> ratios =
+        request.width > 0 ? std::vector<double>{static_cast<double>(request.width) / request.height}
+                          : request.aspects;
     const bool plain = request.designDefaults;
     if (plain) {
         found = ask(false, query, selection);
@@ -253,10 +257,6 @@ CropAnswer AnalysedImage::suggest() const {
         SelectionOptions options;
         options.count = request.count;
         options.perAspect = request.perAspect;
-        const std::vector<double> ratios =
-            request.width > 0
-                ? std::vector<double>{static_cast<double>(request.width) / request.height}
-                : request.aspects;
         const SharpnessMap& detail = sharpness();
         std::vector<double> shares;
         for (const CropRect& c : found)
@@ -269,6 +269,7 @@ CropAnswer AnalysedImage::suggest() const {
         for (size_t j = 0; j < k; ++j)
             most = std::max(most, overlap_iou_exact(answer.crops[j], answer.crops[k]));
         answer.overlaps.push_back(most);
+        answer.aspects.push_back(ratios[nearest_ratio(ratios, answer.crops[k])]);
     }
     return answer;
 }

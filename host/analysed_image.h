@@ -27,6 +27,9 @@ struct CropAnswer {
     // Per crop, its largest overlap (intersection over union) with a crop
     // ranked before it: how distinct it is. 0 for the first.
     std::vector<double> overlaps;
+    // Per crop, the requested aspect ratio (width over height) it was made
+    // for; an exact size's own ratio.
+    std::vector<double> aspects;
 };
 
 class AnalysedImage {

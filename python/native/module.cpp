@@ -25,9 +25,10 @@ namespace host = smartCrop::host;
 namespace {
 
 // left, top, right, bottom, score, aesthetic, coverage, border, peak share,
-// centre share, roi score, well covered, overlap with the crops before it.
+// centre share, roi score, well covered, overlap with the crops before it,
+// the aspect ratio asked for.
 using CropTuple = std::tuple<int32_t, int32_t, int32_t, int32_t, double, double, double, double,
-                             double, double, double, bool, double>;
+                             double, double, double, bool, double, double>;
 using BoxTuple = std::tuple<int32_t, int32_t, int32_t, int32_t>;
 using Answer = std::tuple<std::vector<CropTuple>, std::vector<BoxTuple>, std::pair<double, double>>;
 // (name, text) in the host layer's request options; the package turns its
@@ -99,7 +100,7 @@ public:
             const smartCrop::CropRect& c = answer.crops[k];
             crops.emplace_back(c.left, c.top, c.right, c.bottom, c.score, c.aestheticScore,
                                c.coverageScore, c.borderScore, c.peakShare, c.centreShare,
-                               c.roiScore, c.wellCovered, answer.overlaps[k]);
+                               c.roiScore, c.wellCovered, answer.overlaps[k], answer.aspects[k]);
         }
         std::vector<BoxTuple> boxes;
         for (const host::FaceRect& f : answer.faces)

@@ -16,7 +16,8 @@ class Crop:
     are inclusive, as in the program's output. ``score`` is the blend the
     crop was ranked by; the other numbers are its features (NaN where the
     library leaves one unset); ``overlap`` is its largest overlap
-    (intersection over union) with a crop ranked before it."""
+    (intersection over union) with a crop ranked before it; ``aspect`` the
+    requested aspect ratio (width over height) it was made for."""
 
     left: int
     top: int
@@ -31,6 +32,7 @@ class Crop:
     roi_score: float
     well_covered: bool
     overlap: float = 0.0
+    aspect: float = 0.0
 
     @property
     def width(self) -> int:
@@ -110,6 +112,7 @@ def crop_record(rank: int, c: Crop) -> Dict[str, Any]:
         "borderScore": _number(c.border), "peakShare": _number(c.peak_share),
         "centreShare": _number(c.centre_share), "roiScore": _number(c.roi_score),
         "wellCovered": c.well_covered, "overlap": round(c.overlap, 4),
+        "aspect": float(f"{c.aspect:.6g}"),
     }
 
 

@@ -75,10 +75,17 @@ TEST_F(SmartcropCli, JsonHasTheDocumentedFields) {
                            "sorted(d[1][\"suggestions\"][0].keys())");
     ASSERT_EQ(r.status, 0) << err();
     EXPECT_EQ(r.out,
-              "2 360 240 5 5 ['x', 'y'] ['aestheticScore', 'borderScore', 'bottom', 'centreShare', "
+              "2 360 240 5 5 ['x', 'y'] ['aestheticScore', 'aspect', 'borderScore', 'bottom', "
+              "'centreShare', "
               "'coverageScore', 'height', "
               "'left', 'overlap', 'peakShare', 'rank', 'right', 'roiScore', 'score', 'top', "
               "'wellCovered', 'width']\n");
+    // Each suggestion names the ratio it was made for.
+    const Outcome named = json("--aspect 16:9 --aspect 1 --count 6 " + png,
+                               "all(s[\"aspect\"] in (1.77778, 1) and abs(s[\"width\"] / "
+                               "s[\"height\"] - s[\"aspect\"]) < 0.02 for s in "
+                               "d[0][\"suggestions\"])");
+    EXPECT_EQ(named.out, "True\n") << err();
     const Outcome plain = json("--design-defaults " + png,
                                "len(set(round(s[\"width\"] / s[\"height\"], 1) for s in "
                                "d[0][\"suggestions\"])) < 5");

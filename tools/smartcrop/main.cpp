@@ -228,14 +228,16 @@ std::string json_record(const Result& r, bool faces, const char* indent, const c
                 "%s%s{\"rank\": %zu, \"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": "
                 "%d, \"width\": %d, \"height\": %d, \"score\": %s, \"aestheticScore\": %s, "
                 "\"coverageScore\": %s, \"borderScore\": %s, \"peakShare\": %s, "
-                "\"centreShare\": %s, \"roiScore\": %s, \"wellCovered\": %s, \"overlap\": %.4f}",
+                "\"centreShare\": %s, \"roiScore\": %s, \"wellCovered\": %s, \"overlap\": %.4f, "
+                "\"aspect\": %.6g}",
                 k ? "," : "", indent, k + 1, c.left, c.top, c.right, c.bottom, c.right - c.left + 1,
                 c.bottom - c.top + 1, json_number(c.score).c_str(),
                 json_number(c.aestheticScore).c_str(), json_number(c.coverageScore).c_str(),
                 json_number(c.borderScore).c_str(), json_number(c.peakShare).c_str(),
                 json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
                 c.wellCovered ? "true" : "false",
-                k < r.answer.overlaps.size() ? r.answer.overlaps[k] : 0.0);
+                k < r.answer.overlaps.size() ? r.answer.overlaps[k] : 0.0,
+                k < r.answer.aspects.size() ? r.answer.aspects[k] : 0.0);
             out += buf;
         }
         std::snprintf(buf, sizeof buf, "%s], \"focus\": {\"x\": %.4f, \"y\": %.4f}",
