@@ -42,16 +42,18 @@ class CropOptions:
     request fails the call, not every photograph alone."""
 
     def __init__(self, **options: Any) -> None:
-        self.texts: Tuple[Tuple[str, str], ...] = tuple(option_texts(**options))
-        _native.check_options(list(self.texts))
+        self._check(option_texts(**options))
 
     @classmethod
     def from_texts(cls, texts: Sequence[Tuple[str, str]]) -> "CropOptions":
         """From the host layer's (name, text) pairs, as a command line gives them."""
         made = cls.__new__(cls)
-        made.texts = tuple(texts)
-        _native.check_options(list(made.texts))
+        made._check(texts)
         return made
+
+    def _check(self, texts: Sequence[Tuple[str, str]]) -> None:
+        self.texts: Tuple[Tuple[str, str], ...] = tuple(texts)
+        _native.check_options(list(self.texts))
 
     def __repr__(self) -> str:
         return f"CropOptions({', '.join(f'{n}={t!r}' if t else n for n, t in self.texts)})"
