@@ -74,6 +74,7 @@ void AnalysedImage::analyse() {
     params.detectFaces = request.faces;
     analysedRects = request.rects;
     analysedWithFaces = request.faces;
+    focus.reset();
     crop.reset(CreateSmartCropObj(image.get(), &params));
     if (!crop) throw HostError("out of memory for the analysis");
     // The object comes back also when its analysis failed; its text says why.
@@ -263,7 +264,7 @@ CropAnswer AnalysedImage::suggest() const {
             shares.push_back(detail.share(c.left, c.top, c.right, c.bottom, fullWidth, fullHeight));
         answer.crops = select_crops(found, shares, ratios, tight, fullWidth, fullHeight, options);
     }
-    answer.focus = focal_point(answer.crops, tight, fullWidth, fullHeight);
+    answer.focus = focal_point();
     for (size_t k = 0; k < answer.crops.size(); ++k) {
         double most = 0;
         for (size_t j = 0; j < k; ++j)
@@ -292,6 +293,61 @@ std::vector<CropRect> AnalysedImage::ask(bool all, const SuggestionParams& query
 const SharpnessMap& AnalysedImage::sharpness() const {
     if (!sharp) sharp.emplace(pixels(), width(), height(), stride());
     return *sharp;
+}
+
+std::vector<FaceRect> AnalysedImage::faces() const {
+    return analysedWithFaces ? library_faces() : std::vector<FaceRect>{};
+}
+
+FocalPoint AnalysedImage::focal_point() const {
+    if (focus) return *focus;
+    const SharpnessMap& detail = sharpness();
+    std::vector<FaceRect> tight;
+    std::vector<double> strength;
+    for (const FaceRect& f : faces()) {
+        tight.push_back(tight_face(f));
+        // The library does not give the detector's confidence: a face's
+        // share of the picture's sharp detail stands for it (a large, sharp
+        // face counts most; a small or blurred one little).
+        const FaceRect& t = tight.back();
+        strength.push_back(detail.share(t.left, t.top, t.right, t.bottom, fullWidth, fullHeight));
+    }
+    if (!tight.empty()) {
+        focus = face_focus(tight, strength, fullWidth, fullHeight);
+        return *focus;
+    }
+    // Coarse to fine, in the pixels the library holds: the best square of
+    // half the short side on a 9 x 9 grid over the picture, then the best of
+    // a quarter inside it. Fixed windows, so that the point does not follow
+    // the query's ratios; the finer one lands on a subject smaller than the
+    // coarse one (on the generated scenes of scripts/evaluate_crops.sh the
+    // point lies on the subject in 0.98 of them; the coarse square alone,
+    // 0.40).
+    const auto best_window = [&](int left, int top, int W, int H, int side) {
+        std::vector<CropRect> windows;
+        std::vector<double> shares;
+        for (int i = 0; i < 9; ++i) {
+            for (int j = 0; j < 9; ++j) {
+                CropRect c;
+                c.left = left + (W - side) * j / 8;
+                c.top = top + (H - side) * i / 8;
+                c.right = c.left + side - 1;
+                c.bottom = c.top + side - 1;
+                if (crop->ScoreCrop(&c) != eSuccess) continue;
+                windows.push_back(c);
+                shares.push_back(detail.share(c.left, c.top, c.right, c.bottom, width(), height()));
+            }
+        }
+        return window_focus(windows, shares, width(), height());
+    };
+    const int W = static_cast<int>(width()), H = static_cast<int>(height());
+    const int side = std::max(1, std::min(W, H) / 2);
+    const FocalPoint coarse = best_window(0, 0, W, H, side);
+    const int left =
+        std::clamp(static_cast<int>(std::lround(coarse.x * W)) - side / 2, 0, W - side);
+    const int top = std::clamp(static_cast<int>(std::lround(coarse.y * H)) - side / 2, 0, H - side);
+    focus = best_window(left, top, side, side, std::max(1, side / 2));
+    return *focus;
 }
 
 std::vector<FaceRect> AnalysedImage::library_faces() const {

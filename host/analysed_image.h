@@ -48,6 +48,15 @@ public:
     // asks for faces analyses the image again.
     CropAnswer suggest(const CropRequest& query);
 
+    // One point per photograph for the analysis as it stands (see
+    // crop_selection.h): on the faces when the analysis looked for them and
+    // found some, else on the best-held part of the picture. Every answer
+    // carries it.
+    FocalPoint focal_point() const;
+    // The faces the analysis found (empty when it did not look), as in
+    // CropAnswer.
+    std::vector<FaceRect> faces() const;
+
     ImageFormat format() const { return sourceFormat; }
     uint32_t full_width() const { return fullWidth; }
     uint32_t full_height() const { return fullHeight; }
@@ -80,6 +89,7 @@ private:
     // analysis when the first request ranks with it, so that its scratch
     // is freed before the analysis's tables take their memory.
     mutable std::optional<SharpnessMap> sharp;
+    mutable std::optional<FocalPoint> focus;  // of the current analysis
 };
 
 }  // namespace smartCrop::host

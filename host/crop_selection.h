@@ -41,13 +41,22 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
                                    uint32_t height, const SelectionOptions& options);
 
 // Where a web page should keep its focus when it crops on its own (CSS
-// object-position), as fractions of the width and the height: the middle of
-// the faces, else of where the best crops agree.
+// object-position), as fractions of the width and the height: one point per
+// photograph, whatever is asked of it.
 struct FocalPoint {
     double x = 0.5, y = 0.5;
 };
-FocalPoint focal_point(const std::vector<CropRect>& crops, const std::vector<FaceRect>& faces,
-                       uint32_t width, uint32_t height);
+// The middle of the faces (the detector's boxes), each weighed by its
+// `strength` (same length; every face alike when all are 0): faces weaker
+// than a quarter of the strongest are doubtful or minor and left out, so a
+// lone blurred face far from the rest cannot pull the point off the subject.
+FocalPoint face_focus(const std::vector<FaceRect>& faces, const std::vector<double>& strength,
+                      uint32_t width, uint32_t height);
+// Without faces: the middle of the best of `windows` (squares of half the
+// short side, placed over the whole picture, with the library's features and
+// `sharpness` as for select_crops).
+FocalPoint window_focus(const std::vector<CropRect>& windows, const std::vector<double>& sharpness,
+                        uint32_t width, uint32_t height);
 
 // The detector's box a face rectangle of the library stands for: the library
 // widens the box 1.5 times about its centre.

@@ -13,6 +13,7 @@
 // number of distinct ratios among them. SMARTCROP_EVALUATION_VERBOSE=1
 // lists every failure on standard error.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <opencv2/imgcodecs.hpp>
@@ -35,6 +36,11 @@ const double kRatios[] = {1.0, 16.0 / 9, 9.0 / 16, 4.0 / 5};
 struct Tally {
     int faceCases = 0, allInside = 0, fitCases = 0, cutCases = 0, cuts = 0;
     int scenes = 0, kept = 0;
+    // Ranks 2 to 5: on the photographs, those cutting a face (faces on and
+    // off); on the scenes, those keeping 95% of the subject.
+    int alternatives[2] = {0, 0}, alternativeCuts[2] = {0, 0};
+    int sceneAlternatives = 0, alternativesKept = 0;
+    int focusOnSubject = 0;  // scenes whose focal point lies on the subject
     std::vector<double> overlaps;
     int answers = 0, ratioCount = 0;
 };
@@ -84,6 +90,14 @@ void default_answer(const cv::Mat& bgr, bool faces, bool plain, Tally& t) {
     ++t.answers;
 }
 
+bool cuts_a_face(const std::vector<cv::Rect>& faces, const CropRect& c) {
+    for (const cv::Rect& f : faces) {
+        const int64_t in = overlap(f, c);
+        if (in > 0 && in < f.area()) return true;
+    }
+    return false;
+}
+
 void photograph(const cv::Mat& bgr, cv::CascadeClassifier* haar, bool plain, Tally& t) {
     default_answer(bgr, true, plain, t);
     if (haar == nullptr) return;
@@ -96,7 +110,16 @@ void photograph(const cv::Mat& bgr, cv::CascadeClassifier* haar, bool plain, Tal
     cv::Rect bounds = faces[0];
     for (const cv::Rect& f : faces) bounds |= f;
     for (double ratio : kRatios) {
-        const CropRect top = answer(bgr, {ratio}, true, plain).crops.at(0);
+        const std::vector<CropRect> crops = answer(bgr, {ratio}, true, plain).crops;
+        const CropRect top = crops.at(0);
+        for (int withFaces = 1; withFaces >= 0; --withFaces) {
+            const std::vector<CropRect> list =
+                withFaces ? crops : answer(bgr, {ratio}, false, plain).crops;
+            for (size_t k = 1; k < list.size(); ++k) {
+                ++t.alternatives[withFaces];
+                t.alternativeCuts[withFaces] += cuts_a_face(faces, list[k]);
+            }
+        }
         ++t.faceCases;
         if (fits(bounds, ratio, bgr.cols, bgr.rows)) {
             ++t.fitCases;
@@ -104,11 +127,7 @@ void photograph(const cv::Mat& bgr, cv::CascadeClassifier* haar, bool plain, Tal
             for (const cv::Rect& f : faces) all = all && overlap(f, top) == f.area();
             t.allInside += all;
         }
-        bool cut = false;
-        for (const cv::Rect& f : faces) {
-            const int64_t in = overlap(f, top);
-            cut = cut || (in > 0 && in < f.area());
-        }
+        const bool cut = cuts_a_face(faces, top);
         ++t.cutCases;
         t.cuts += cut;
         if (cut && std::getenv("SMARTCROP_EVALUATION_VERBOSE")) {
@@ -163,11 +182,24 @@ void scene(std::mt19937& rng, bool plain, Tally& t) {
             if (subject.at<uint8_t>(yy, xx))
                 ground.at<cv::Vec3b>(yy, xx) = ((xx / 4 + yy / 4) % 2) ? a : b;
     const int area = cv::countNonZero(subject);
+    const auto keeps = [&](const CropRect& c) {
+        return cv::countNonZero(
+                   subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1))) *
+                   100 >=
+               area * 95;
+    };
+    const host::FocalPoint focus = answer(ground, {1.0}, false, plain).focus;
+    t.focusOnSubject += std::hypot(focus.x * W - x, focus.y * H - y) <= r;
     for (double ratio : kRatios) {
-        const CropRect c = answer(ground, {ratio}, false, plain).crops.at(0);
+        const std::vector<CropRect> crops = answer(ground, {ratio}, false, plain).crops;
+        const CropRect c = crops.at(0);
         const int inside = cv::countNonZero(
             subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1)));
         ++t.scenes;
+        for (size_t k = 1; k < crops.size(); ++k) {
+            ++t.sceneAlternatives;
+            t.alternativesKept += keeps(crops[k]);
+        }
         const bool kept = inside * 100 >= area * 95;
         t.kept += kept;
         if (!kept && std::getenv("SMARTCROP_EVALUATION_VERBOSE")) {
@@ -228,6 +260,17 @@ int main(int argc, char** argv) {
         share(tally[1].cuts, tally[1].cutCases));
     row("subject kept (generated scenes)", share(tally[0].kept, tally[0].scenes),
         share(tally[1].kept, tally[1].scenes));
+    row("alternatives cutting a face (faces on)",
+        share(tally[0].alternativeCuts[1], tally[0].alternatives[1]),
+        share(tally[1].alternativeCuts[1], tally[1].alternatives[1]));
+    row("alternatives cutting a face (faces off)",
+        share(tally[0].alternativeCuts[0], tally[0].alternatives[0]),
+        share(tally[1].alternativeCuts[0], tally[1].alternatives[0]));
+    row("alternatives keeping the subject (scenes)",
+        share(tally[0].alternativesKept, tally[0].sceneAlternatives),
+        share(tally[1].alternativesKept, tally[1].sceneAlternatives));
+    row("focal point on the subject (scenes)", share(tally[0].focusOnSubject, tally[0].scenes / 4),
+        share(tally[1].focusOnSubject, tally[1].scenes / 4));
     row("median pairwise overlap of the five", median(tally[0].overlaps),
         median(tally[1].overlaps));
     row("distinct ratios among the five", share(tally[0].ratioCount, tally[0].answers),

@@ -72,6 +72,43 @@ TEST(CropSelection, FacesThatCannotAllFitKeepTheLargestUncut) {
     EXPECT_EQ(corners(picked.at(0)), corners(candidates[1]));
 }
 
+// A close portrait at 16:9: no crop holds the face (200 x 260 in a 400 x
+// 300 image). The best partial framing keeps the eyes and the mouth, not
+// the best-looking crop beside the face nor a strip of hair.
+TEST(CropSelection, AFaceTooLargeForTheRatioIsFramedByItsEyesAndMouth) {
+    const std::vector<FaceRect> face = {{100, 20, 299, 279}};
+    const std::vector<CropRect> candidates = {
+        crop(304, 0, 399, 53, 0.9),   // beside the face
+        crop(100, 0, 299, 111, 0.7),  // forehead and hair
+        crop(0, 0, 399, 224, 0.5),    // loses the mouth
+        crop(0, 75, 399, 299, 0.3),   // eyes to chin
+    };
+    const auto picked = select_crops(candidates, {}, {16.0 / 9}, face, 400, 300, first(4));
+    ASSERT_EQ(picked.size(), 1u);  // the others lose what the first keeps of the face
+    EXPECT_EQ(corners(picked[0]), corners(candidates[3]));
+    // A face that some crop of the ratio holds is held whole, with its margin.
+    const std::vector<FaceRect> small = {{100, 20, 159, 79}};
+    EXPECT_EQ(corners(select_crops(candidates, {}, {16.0 / 9}, small, 400, 300, first())[0]),
+              corners(candidates[2]));
+}
+
+// Alternatives keep what the first keeps of the subject (its sharp detail
+// and contrast peaks), or are not offered: fewer than asked, not one that
+// leaves the subject out.
+TEST(CropSelection, AlternativesKeepTheSubjectOrAreNotOffered) {
+    std::vector<CropRect> candidates = {crop(0, 0, 199, 199, 0.9), crop(300, 0, 499, 199, 0.9),
+                                        crop(600, 0, 799, 199, 0.9)};
+    const std::vector<double> sharpness = {0.9, 0.5, 0.86};  // the middle one: little
+    const auto picked = select_crops(candidates, sharpness, {1.0}, {}, 800, 200, first(3));
+    ASSERT_EQ(picked.size(), 2u);
+    EXPECT_EQ(corners(picked[0]), corners(candidates[0]));
+    EXPECT_EQ(corners(picked[1]), corners(candidates[2]));
+    // Nor one that holds the sharp detail and loses the peaks (the blend
+    // alone would still offer it).
+    candidates[2].peakShare = 0.8 * candidates[0].peakShare;
+    EXPECT_EQ(select_crops(candidates, sharpness, {1.0}, {}, 800, 200, first(3)).size(), 1u);
+}
+
 // A sharp subject flush with the right edge: the crop that holds it touches
 // the frame, where the library's border measure counts the worst, and holds
 // the picture's sharp detail.
@@ -88,11 +125,12 @@ TEST(CropSelection, ASubjectFlushWithTheEdgeIsKept) {
 // The best of each ratio first, ranked among themselves; then alternatives
 // that differ visibly from every crop before them; per ratio on request.
 TEST(CropSelection, OneCropPerRatioFirstThenDistinctAlternatives) {
-    const std::vector<CropRect> candidates = {
+    std::vector<CropRect> candidates = {
         crop(0, 0, 199, 199, 0.9),    crop(10, 0, 209, 199, 0.85),  // squares, near twins
         crop(600, 0, 799, 199, 0.88),                               // a square elsewhere
         crop(0, 0, 299, 199, 0.6),    crop(250, 0, 549, 199, 0.5),  // 3:2
     };
+    for (CropRect& c : candidates) c.peakShare = 0.9;  // each keeps the subject
     const auto picked = select_crops(candidates, {}, {1.0, 1.5}, {}, 800, 200, first(3));
     ASSERT_EQ(picked.size(), 3u);
     EXPECT_EQ(corners(picked[0]), corners(candidates[0]));
@@ -122,18 +160,22 @@ TEST(CropSelection, OneCropPerRatioFirstThenDistinctAlternatives) {
 }
 
 TEST(CropSelection, FocalPointAndTheDetectorsBox) {
-    // Faces: their centres by area (the larger at x 300.5, the smaller at 25.5).
-    const std::vector<FaceRect> faces = {{10, 100, 40, 130}, {300, 100, 300, 100}};
-    const FocalPoint onFaces = focal_point({}, faces, 400, 200);
-    EXPECT_NEAR(onFaces.x, (961 * 25.5 + 1 * 300.5) / 962 / 400, 1e-12);
-    EXPECT_NEAR(onFaces.y, (961 * 115.5 + 1 * 100.5) / 962 / 200, 1e-12);
-    // Otherwise the best crops' centres, 1, 1/2 and 1/3 by rank.
-    const FocalPoint onCrops = focal_point({crop(0, 0, 99, 99), crop(100, 0, 199, 99),
-                                            crop(0, 100, 99, 199), crop(300, 100, 399, 199)},
-                                           {}, 400, 200);
-    EXPECT_NEAR(onCrops.x, (50 + 150 / 2.0 + 50 / 3.0) / (11 / 6.0) / 400, 1e-12);
-    EXPECT_NEAR(onCrops.y, (50 + 50 / 2.0 + 150 / 3.0) / (11 / 6.0) / 200, 1e-12);
-    EXPECT_EQ(focal_point({}, {}, 400, 200).x, 0.5);
+    // Faces by strength; the third, weaker than a quarter of the strongest
+    // and far off in a corner, is left out.
+    const std::vector<FaceRect> faces = {
+        {10, 100, 40, 130}, {300, 100, 319, 119}, {380, 0, 399, 19}};
+    const FocalPoint onFaces = face_focus(faces, {0.5, 0.3, 0.1}, 400, 200);
+    EXPECT_NEAR(onFaces.x, (0.5 * 25.5 + 0.3 * 310) / 0.8 / 400, 1e-12);
+    EXPECT_NEAR(onFaces.y, (0.5 * 115.5 + 0.3 * 110) / 0.8 / 200, 1e-12);
+    // Where no face has detail, all count alike.
+    EXPECT_NEAR(face_focus(faces, {0, 0, 0}, 400, 200).x, (25.5 + 310 + 390) / 3 / 400, 1e-12);
+    // Otherwise the middle of the best window.
+    const FocalPoint onWindows =
+        window_focus({crop(0, 0, 99, 99), crop(100, 0, 199, 99), crop(300, 100, 399, 199)},
+                     {0.1, 0.2, 0.7}, 400, 200);
+    EXPECT_EQ(onWindows.x, 350 / 400.0);
+    EXPECT_EQ(onWindows.y, 150 / 200.0);
+    EXPECT_EQ(window_focus({}, {}, 400, 200).x, 0.5);
 
     // The library widens the detector's box 1.5 times about its centre.
     const FaceRect tight = tight_face({100, 60, 399, 359});  // 300 wide: the box was 200
@@ -160,14 +202,23 @@ TEST(CropSelection, AGeneratedSubjectFlushWithTheEdgeStaysWhole) {
     CropRequest request;
     request.aspects = {1.0, 9.0 / 16};
     request.count = 2;
-    const CropAnswer answer = AnalysedImage(std::move(decoded), request).suggest();
+    AnalysedImage image(std::move(decoded), request);
+    const CropAnswer answer = image.suggest();
     ASSERT_EQ(answer.crops.size(), 2u);
     for (const CropRect& c : answer.crops) {
         EXPECT_EQ(c.right, 479);  // holds the disc out to the image's edge
         EXPECT_LE(c.left, 399);
         EXPECT_TRUE(c.top <= 80 && c.bottom >= 160) << c.top << " " << c.bottom;
     }
-    EXPECT_GT(answer.focus.x, 0.6);
+    // The focus is on the disc, and the same whatever is asked.
+    EXPECT_NEAR(answer.focus.x, 439 / 480.0, 0.08);
+    EXPECT_NEAR(answer.focus.y, 120 / 300.0, 0.15);
+    CropRequest other;
+    other.aspects = {16.0 / 9};
+    other.count = 1;
+    const CropAnswer again = image.suggest(other);
+    EXPECT_EQ(again.focus.x, answer.focus.x);
+    EXPECT_EQ(again.focus.y, answer.focus.y);
 }
 
 }  // namespace
