@@ -7,6 +7,7 @@
 #include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
+#include <sstream>
 #include <string>
 
 #include "scratch_folder.h"
@@ -86,6 +87,16 @@ TEST_F(SmartcropCli, JsonHasTheDocumentedFields) {
                                "s[\"height\"] - s[\"aspect\"]) < 0.02 for s in "
                                "d[0][\"suggestions\"])");
     EXPECT_EQ(named.out, "True\n") << err();
+    // Asked per ratio: one list per ratio, in the request's order, ranks
+    // counted in each; nothing else in the record changes.
+    const Outcome grouped =
+        json("--per-aspect --aspect 16:9 --aspect 1 --count 2 " + png,
+             "[(g[\"aspect\"], [(s[\"rank\"], s[\"aspect\"]) for s in g[\"suggestions\"]]) "
+             "for g in d[0][\"groups\"]], \"suggestions\" in d[0], sorted(d[0])");
+    EXPECT_EQ(grouped.out,
+              "[(1.77778, [(1, 1.77778), (2, 1.77778)]), (1, [(1, 1), (2, 1)])] False "
+              "['file', 'focus', 'groups', 'height', 'width']\n")
+        << err();
     const Outcome plain = json("--design-defaults " + png,
                                "len(set(round(s[\"width\"] / s[\"height\"], 1) for s in "
                                "d[0][\"suggestions\"])) < 5");
@@ -137,6 +148,35 @@ TEST_F(SmartcropCli, SizeRoiAndWrittenCrops) {
     const fs::path preview = dir / "preview.png";
     ASSERT_EQ(run(cli("--format table --preview " + preview.string() + " " + png)).status, 0);
     EXPECT_FALSE(cv::imread(preview.string()).empty());
+}
+
+// A large JPEG is analysed from its reduced decode whether or not crops are
+// written; the crops are cut from the full decode.
+TEST_F(SmartcropCli, WrittenCropsDoNotChangeTheAnswer) {
+    const std::string large = SMARTCROP_SOURCE_DIR "/tests/data/hopper_large.jpg";
+    const Outcome plain = run(cli("--format json --aspect 1 --count 2 " + large));
+    ASSERT_EQ(plain.status, 0) << err();
+    const fs::path crops = dir / "large";
+    const Outcome written = run(
+        cli("--format json --aspect 1 --count 2 --write-crops " + crops.string() + " " + large));
+    ASSERT_EQ(written.status, 0) << err();
+    EXPECT_EQ(written.out, plain.out);
+    const cv::Mat full = cv::imread(large);
+    const Outcome boxes = json("--aspect 1 --count 2 " + large,
+                               "\" \".join(\"%d %d %d %d\" % (s[\"left\"], s[\"top\"], "
+                               "s[\"width\"], s[\"height\"]) for s in d[0][\"suggestions\"])");
+    std::istringstream in(boxes.out);
+    int x, y, w, h, k = 0;
+    while (in >> x >> y >> w >> h) {
+        const cv::Mat cut =
+            cv::imread((crops / ("hopper_large-" + std::to_string(++k) + ".jpg")).string());
+        ASSERT_EQ(cut.cols, w) << k;
+        ASSERT_EQ(cut.rows, h) << k;
+        // The same pixels, up to the JPEG written.
+        EXPECT_LT(cv::norm(cut, full(cv::Rect(x, y, w, h)), cv::NORM_L1) / cut.total() / 3, 3.0)
+            << k;
+    }
+    EXPECT_EQ(k, 2);
 }
 
 TEST_F(SmartcropCli, BadInputGetsClearErrors) {

@@ -22,6 +22,7 @@
 #include "heap_policy.h"
 #include "host/analysed_image.h"
 #include "host/face_detector_setup.h"
+#include "host/image_decoding.h"
 #include "host/image_encoding.h"
 #include "host/photograph.h"
 #include "host/safe_output.h"
@@ -76,21 +77,37 @@ std::string write_error(const host::HostError& e) {
     return e.what();
 }
 
-// Every crop of one image, all written or none.
-void write_crops(const host::AnalysedImage& image, const host::CropAnswer& answer,
+// Every crop of one image, all written or none, cut from full-resolution
+// pixels: the analysed ones when the decode was not reduced, else the file
+// decoded again at full size (the answer stays the one the reduced decode
+// gave, so that asking for crops does not change it).
+void write_crops(const std::string& file, const host::DecodeOptions& decoding,
+                 const host::AnalysedImage& image, const host::CropAnswer& answer,
                  const std::string& dir, const std::string& stem, bool overwrite,
                  const host::ProtectedFiles& inputs) {
+    host::DecodedImage full;
+    const uint8_t* pixels = image.pixels();
+    size_t stride = image.stride();
+    if (image.width() != image.full_width() || image.height() != image.full_height()) {
+        host::DecodeOptions fullSize = decoding;
+        fullSize.reducedLongSide = 0;
+        full = host::decode_file(file, fullSize);
+        if (full.width != image.full_width() || full.height != image.full_height())
+            throw host::HostError("the file changed while it was read");
+        pixels = full.pixels.data();
+        stride = size_t{4} * full.width;
+    }
     const host::ImageFormat format = host::crop_format(image.format());
     host::OutputGroup group(overwrite, &inputs);
     for (size_t k = 0; k < answer.crops.size(); ++k) {
         const smartCrop::CropRect& c = answer.crops[k];
-        const uint8_t* at = image.pixels() + c.top * image.stride() + size_t{4} * c.left;
+        const uint8_t* at = pixels + c.top * stride + size_t{4} * c.left;
         const std::string path = (std::filesystem::path(dir) /
                                   (stem + "-" + std::to_string(k + 1) + host::extension_of(format)))
                                      .string();
-        group.stage(
-            path, host::encode_image(format, at, static_cast<uint32_t>(c.right - c.left + 1),
-                                     static_cast<uint32_t>(c.bottom - c.top + 1), image.stride()));
+        group.stage(path,
+                    host::encode_image(format, at, static_cast<uint32_t>(c.right - c.left + 1),
+                                       static_cast<uint32_t>(c.bottom - c.top + 1), stride));
     }
     group.commit();
 }
@@ -102,9 +119,6 @@ Result process(const cli::Options& o, size_t index, const std::string& stem,
     try {
         host::OpenOptions open;
         open.decoding = o.decoding;
-        // Crops are cut from full-resolution pixels: they want the full
-        // decode, which the pixel limit bounds.
-        open.fullResolution = !o.cropsDir.empty();
         open.beforeAnalysis = [](const host::DecodedImage& decoded) {
             cli::prefault_heap_for(decoded.width, decoded.height);
         };
@@ -115,7 +129,8 @@ Result process(const cli::Options& o, size_t index, const std::string& stem,
         result.analysed = true;
         try {
             if (!o.cropsDir.empty())
-                write_crops(image, result.answer, o.cropsDir, stem, o.overwrite, inputs);
+                write_crops(result.file, o.decoding, image, result.answer, o.cropsDir, stem,
+                            o.overwrite, inputs);
             if (!o.preview.empty()) {
                 host::write_file_safely(
                     with_index(o.preview, index, o.images.size()),
@@ -211,37 +226,55 @@ std::string json_number(double v) {
     return std::isfinite(v) ? cell(v, "%.6g") : "null";
 }
 
+// One suggestion's fields; `rank` counts from 1 in its list.
+std::string suggestion_json(const Result& r, size_t k, size_t rank) {
+    const smartCrop::CropRect& c = r.answer.crops[k];
+    char buf[640];
+    std::snprintf(buf, sizeof buf,
+                  "{\"rank\": %zu, \"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": "
+                  "%d, \"width\": %d, \"height\": %d, \"score\": %s, \"aestheticScore\": %s, "
+                  "\"coverageScore\": %s, \"borderScore\": %s, \"peakShare\": %s, "
+                  "\"centreShare\": %s, \"roiScore\": %s, \"wellCovered\": %s, \"overlap\": %.4f, "
+                  "\"aspect\": %.6g}",
+                  rank, c.left, c.top, c.right, c.bottom, c.right - c.left + 1,
+                  c.bottom - c.top + 1, json_number(c.score).c_str(),
+                  json_number(c.aestheticScore).c_str(), json_number(c.coverageScore).c_str(),
+                  json_number(c.borderScore).c_str(), json_number(c.peakShare).c_str(),
+                  json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
+                  c.wellCovered ? "true" : "false",
+                  k < r.answer.overlaps.size() ? r.answer.overlaps[k] : 0.0,
+                  k < r.answer.aspects.size() ? r.answer.aspects[k] : 0.0);
+    return buf;
+}
+
 // One photograph's record; `indent` goes before each suggestion and before
 // the list's end ("" keeps the record on one line, as JSON lines want it).
-std::string json_record(const Result& r, bool faces, const char* indent, const char* close) {
+// Asked per ratio, the suggestions come as one list per ratio ("groups", in
+// the request's order, ranks counted in each), so that a caller need not
+// regroup them.
+std::string json_record(const Result& r, bool faces, bool perAspect, const std::string& indent,
+                        const std::string& close) {
     std::string out = "{\"file\": " + json_string(r.file);
-    char buf[640];
+    char buf[160];
     if (r.analysed) {
-        std::snprintf(buf, sizeof buf, ", \"width\": %u, \"height\": %u, \"suggestions\": [",
-                      r.width, r.height);
+        std::snprintf(buf, sizeof buf, ", \"width\": %u, \"height\": %u, ", r.width, r.height);
         out += buf;
-        const std::vector<smartCrop::CropRect>& crops = r.answer.crops;
-        for (size_t k = 0; k < crops.size(); ++k) {
-            const smartCrop::CropRect& c = crops[k];
-            std::snprintf(
-                buf, sizeof buf,
-                "%s%s{\"rank\": %zu, \"left\": %d, \"top\": %d, \"right\": %d, \"bottom\": "
-                "%d, \"width\": %d, \"height\": %d, \"score\": %s, \"aestheticScore\": %s, "
-                "\"coverageScore\": %s, \"borderScore\": %s, \"peakShare\": %s, "
-                "\"centreShare\": %s, \"roiScore\": %s, \"wellCovered\": %s, \"overlap\": %.4f, "
-                "\"aspect\": %.6g}",
-                k ? "," : "", indent, k + 1, c.left, c.top, c.right, c.bottom, c.right - c.left + 1,
-                c.bottom - c.top + 1, json_number(c.score).c_str(),
-                json_number(c.aestheticScore).c_str(), json_number(c.coverageScore).c_str(),
-                json_number(c.borderScore).c_str(), json_number(c.peakShare).c_str(),
-                json_number(c.centreShare).c_str(), json_number(c.roiScore).c_str(),
-                c.wellCovered ? "true" : "false",
-                k < r.answer.overlaps.size() ? r.answer.overlaps[k] : 0.0,
-                k < r.answer.aspects.size() ? r.answer.aspects[k] : 0.0);
-            out += buf;
+        const std::vector<double>& aspects = r.answer.aspects;
+        const size_t n = r.answer.crops.size();
+        const std::string inner = perAspect && !indent.empty() ? indent + "  " : indent;
+        out += perAspect ? "\"groups\": [" : "\"suggestions\": [";
+        for (size_t k = 0, rank = 1; k < n; ++k, ++rank) {
+            const bool opens = perAspect && (k == 0 || aspects[k] != aspects[k - 1]);
+            if (opens) {
+                rank = 1;
+                std::snprintf(buf, sizeof buf, "{\"aspect\": %.6g, \"suggestions\": [", aspects[k]);
+                out += (k ? inner.substr(0, indent.size()) + "]}," : "") + indent + buf;
+            }
+            out += (k && !opens ? "," : "") + inner + suggestion_json(r, k, rank);
         }
+        if (perAspect && n > 0) out += indent + "]}";
         std::snprintf(buf, sizeof buf, "%s], \"focus\": {\"x\": %.4f, \"y\": %.4f}",
-                      crops.empty() ? "" : close, r.answer.focus.x, r.answer.focus.y);
+                      n == 0 ? "" : close.c_str(), r.answer.focus.x, r.answer.focus.y);
         out += buf;
         if (faces) {
             out += ", \"faces\": [";
@@ -259,10 +292,10 @@ std::string json_record(const Result& r, bool faces, const char* indent, const c
     return out + "}";
 }
 
-void print_json(const std::vector<Result>& results, bool faces) {
+void print_json(const std::vector<Result>& results, bool faces, bool perAspect) {
     std::printf("[\n");
     for (size_t i = 0; i < results.size(); ++i) {
-        std::printf("  %s%s\n", json_record(results[i], faces, "\n    ", "\n  ").c_str(),
+        std::printf("  %s%s\n", json_record(results[i], faces, perAspect, "\n    ", "\n  ").c_str(),
                     i + 1 < results.size() ? "," : "");
     }
     std::printf("]\n");
@@ -341,8 +374,9 @@ int main(int argc, char** argv) {
                 std::lock_guard<std::mutex> lock(printMutex);
                 results[i].finished = true;
                 for (; printed < results.size() && results[printed].finished; ++printed)
-                    std::printf("%s\n",
-                                json_record(results[printed], o.request.faces, "", "").c_str());
+                    std::printf("%s\n", json_record(results[printed], o.request.faces,
+                                                    o.request.perAspect, "", "")
+                                            .c_str());
                 std::fflush(stdout);
             }
             results[i].finished = true;
@@ -377,7 +411,7 @@ int main(int argc, char** argv) {
         }
     }
     if (o.format == cli::Format::Json) {
-        print_json(results, o.request.faces);
+        print_json(results, o.request.faces, o.request.perAspect);
     } else if (o.format == cli::Format::JsonLines) {
         // Printed as the images finished.
     } else {
