@@ -102,10 +102,20 @@ public:
                                c.coverageScore, c.borderScore, c.peakShare, c.centreShare,
                                c.roiScore, c.wellCovered, answer.overlaps[k], answer.aspects[k]);
         }
-        std::vector<BoxTuple> boxes;
-        for (const host::FaceRect& f : answer.faces)
-            boxes.emplace_back(f.left, f.top, f.right, f.bottom);
-        return {crops, boxes, {answer.focus.x, answer.focus.y}};
+        return {crops, boxes_of(answer.faces), {answer.focus.x, answer.focus.y}};
+    }
+
+    // Of the analysis as it stands, without a query.
+    std::vector<BoxTuple> faces() {
+        py::gil_scoped_release unlocked;
+        std::lock_guard<std::mutex> lock(busy);
+        return boxes_of(open().faces());
+    }
+    std::pair<double, double> focal_point() {
+        py::gil_scoped_release unlocked;
+        std::lock_guard<std::mutex> lock(busy);
+        const host::FocalPoint p = open().focal_point();
+        return {p.x, p.y};
     }
 
     void close() {
@@ -120,6 +130,12 @@ public:
     std::string format_name() const { return host::format_name(format); }
 
 private:
+    static std::vector<BoxTuple> boxes_of(const std::vector<host::FaceRect>& faces) {
+        std::vector<BoxTuple> boxes;
+        for (const host::FaceRect& f : faces) boxes.emplace_back(f.left, f.top, f.right, f.bottom);
+        return boxes;
+    }
+
     host::AnalysedImage& open() {
         if (!analysed) throw host::RequestError("the analysis is closed");
         return *analysed;
@@ -166,6 +182,8 @@ PYBIND11_MODULE(_native, m) {
         .def_static("from_array", &Analysis::from_array, py::arg("pixels"), py::arg("options"),
                     py::arg("bgr") = false)
         .def("suggest", &Analysis::suggest, py::arg("options"))
+        .def("faces", &Analysis::faces)
+        .def("focal_point", &Analysis::focal_point)
         .def("close", &Analysis::close)
         .def_property_readonly("closed", &Analysis::closed)
         .def_property_readonly("width", &Analysis::width)

@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import threading
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Any, Dict, List, Optional, Sequence, Tuple, Union
+from typing import TYPE_CHECKING, Any, List, Optional, Sequence, Tuple, Union, overload
 
 import numpy as np
 
@@ -171,10 +171,15 @@ class Analysis:
     threads wait for one another); close it, or use it as a context manager,
     to free its memory at once."""
 
-    def __init__(self, native: "_native.Analysis", faces: bool, roi: Sequence[Roi]) -> None:
+    def __init__(self, native: "_native.Analysis", faces: bool, roi: Sequence[Roi],
+                 source: ImageLike) -> None:
         self._native = native
         self._faces = faces
+        self._looked_for_faces = faces
         self._roi = list(roi)
+        # What crop() cuts from: the caller's array or PIL image as handed
+        # in (not copied), or the file's path, opened again at full size.
+        self._source = source
 
     @property
     def width(self) -> int:
@@ -209,6 +214,7 @@ class Analysis:
             _ensure_face_detector()
         crops, boxes, focus = self._native.suggest(texts)
         self._roi = rois
+        self._looked_for_faces = self._looked_for_faces or use_faces
         return Answer([Crop(*c) for c in crops], [Box(*b) for b in boxes], focus)
 
     def suggest(self, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
@@ -236,36 +242,47 @@ class Analysis:
 
     @property
     def faces(self) -> List[Box]:
-        """The faces found (analysing for them if this analysis was made
-        without), as the library counts them: the detector's boxes widened
-        1.5 times about their centres, full-resolution pixels."""
-        return self.answer(faces=True).faces
+        """The faces found, as the library counts them: the detector's boxes
+        widened 1.5 times about their centres, full-resolution pixels. An
+        analysis made without faces looks for them once, here."""
+        if not self._looked_for_faces:
+            self.answer(faces=True, count=1)
+        return [Box(*b) for b in self._native.faces()]
 
     @property
     def focal_point(self) -> Tuple[float, float]:
         """Where a page should keep its focus when it crops by itself (CSS
-        ``object-position``), as fractions of the width and the height."""
-        return self.answer().focal_point
+        ``object-position``), as fractions of the width and the height: one
+        point for the photograph, whatever is asked of it (on the faces when
+        the analysis has looked for them)."""
+        return self._native.focal_point()
 
-    def crop(self, image: ImageLike, aspect: Optional[AspectLike] = None, **query: Any) -> Any:
-        """The best crop cut out of ``image`` (the photograph analysed, at
-        full resolution): an array for an array, a PIL image for a PIL image
-        or a path."""
-        best = self.suggest(aspect, count=1, **query)[0]
-        if isinstance(image, np.ndarray):
-            if image.shape[:2] != (self.height, self.width):
-                raise ValueError(f"the image is {image.shape[1]} x {image.shape[0]}, "
+    def crop(self, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+             scales: ScalesLike = None, faces: Optional[bool] = None,
+             roi: Optional[Sequence[RoiLike]] = None, design_defaults: bool = False,
+             mode: Optional[int] = None, weights: Optional[Sequence[float]] = None,
+             image: Optional[ImageLike] = None) -> Union[np.ndarray, "PILImage.Image"]:
+        """The best crop for the query (see :meth:`suggest`), cut out of the
+        photograph analysed at full resolution: an array for an array, a PIL
+        image for a PIL image or a path. ``image``: cut from this one instead
+        (the same photograph, at full size)."""
+        best = self.suggest(aspect, size=size, scales=scales, count=1, faces=faces, roi=roi,
+                            design_defaults=design_defaults, mode=mode, weights=weights)[0]
+        source = self._source if image is None else image
+        if isinstance(source, np.ndarray):
+            if source.shape[:2] != (self.height, self.width):
+                raise ValueError(f"the image is {source.shape[1]} x {source.shape[0]}, "
                                  f"the analysis {self.width} x {self.height}")
-            return image[best.slices].copy()
-        if isinstance(image, (str, os.PathLike)):
+            return source[best.slices].copy()
+        if isinstance(source, (str, os.PathLike)):
             from PIL import Image, ImageOps
-            with Image.open(image) as opened:
-                image = ImageOps.exif_transpose(opened)
-                image.load()
-        if image.size != (self.width, self.height):
-            raise ValueError(f"the image is {image.size[0]} x {image.size[1]}, "
+            with Image.open(source) as opened:
+                source = ImageOps.exif_transpose(opened)
+                source.load()
+        if source.size != (self.width, self.height):
+            raise ValueError(f"the image is {source.size[0]} x {source.size[1]}, "
                              f"the analysis {self.width} x {self.height}")
-        return image.crop(best.box)
+        return source.crop(best.box)
 
     def close(self) -> None:
         """Frees the analysis; later queries raise ``ValueError``."""
@@ -314,32 +331,48 @@ def analyze(image: ImageLike, *, faces: bool = False, roi: Optional[Sequence[Roi
         if channels == "bgr" and not isinstance(image, np.ndarray):
             raise ValueError("channels=\"bgr\" describes an array; a PIL image knows its own")
         native = _native.Analysis.from_array(_pixels(image), texts, bgr=channels == "bgr")
-    return Analysis(native, faces, rois)
+    return Analysis(native, faces, rois, image)
 
 
-_ANALYSIS_OPTIONS = ("faces", "roi", "max_pixels", "lenient", "channels")
+def suggest(image: ImageLike, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+            scales: ScalesLike = None, count: int = 5, per_aspect: bool = False,
+            faces: bool = False, roi: Optional[Sequence[RoiLike]] = None,
+            design_defaults: bool = False, mode: Optional[int] = None,
+            weights: Optional[Sequence[float]] = None, max_pixels: int = DEFAULT_MAX_PIXELS,
+            lenient: bool = False, channels: str = "rgb") -> List[Crop]:
+    """One-shot: analyses ``image`` (see :func:`analyze`) and answers one
+    query (see :meth:`Analysis.suggest`)."""
+    with analyze(image, faces=faces, roi=roi, max_pixels=max_pixels, lenient=lenient,
+                 channels=channels) as analysis:
+        return analysis.suggest(aspect, size=size, scales=scales, count=count,
+                                per_aspect=per_aspect, design_defaults=design_defaults,
+                                mode=mode, weights=weights)
 
 
-def _split(query: Dict[str, Any]) -> Tuple[Dict[str, Any], Dict[str, Any]]:
-    """The options of :func:`analyze` and those of the query."""
-    at_analysis = {k: query[k] for k in _ANALYSIS_OPTIONS if k in query}
-    asked = {k: v for k, v in query.items() if k not in ("max_pixels", "lenient", "channels")}
-    return at_analysis, asked
-
-
-def suggest(image: ImageLike, aspect: Optional[AspectLike] = None, **options: Any) -> List[Crop]:
-    """One-shot: analyses ``image`` and answers one query; every option of
-    :func:`analyze` and :meth:`Analysis.suggest` is accepted."""
-    at_analysis, asked = _split(options)
-    with analyze(image, **at_analysis) as analysis:
-        return analysis.suggest(aspect, **asked)
-
-
-def crop(image: ImageLike, aspect: Optional[AspectLike] = None, **options: Any) -> Any:
-    """One-shot: the best crop of ``image`` cut out (see :meth:`Analysis.crop`)."""
-    at_analysis, asked = _split(options)
-    with analyze(image, **at_analysis) as analysis:
-        return analysis.crop(image, aspect, **asked)
+@overload
+def crop(image: np.ndarray, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+         scales: ScalesLike = None, faces: bool = False, roi: Optional[Sequence[RoiLike]] = None,
+         design_defaults: bool = False, mode: Optional[int] = None,
+         weights: Optional[Sequence[float]] = None, max_pixels: int = DEFAULT_MAX_PIXELS,
+         lenient: bool = False, channels: str = "rgb") -> np.ndarray: ...
+@overload
+def crop(image: Union["PILImage.Image", str, "os.PathLike[str]"],
+         aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+         scales: ScalesLike = None, faces: bool = False, roi: Optional[Sequence[RoiLike]] = None,
+         design_defaults: bool = False, mode: Optional[int] = None,
+         weights: Optional[Sequence[float]] = None, max_pixels: int = DEFAULT_MAX_PIXELS,
+         lenient: bool = False, channels: str = "rgb") -> "PILImage.Image": ...
+def crop(image: ImageLike, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
+         scales: ScalesLike = None, faces: bool = False, roi: Optional[Sequence[RoiLike]] = None,
+         design_defaults: bool = False, mode: Optional[int] = None,
+         weights: Optional[Sequence[float]] = None, max_pixels: int = DEFAULT_MAX_PIXELS,
+         lenient: bool = False, channels: str = "rgb") -> Union[np.ndarray, "PILImage.Image"]:
+    """One-shot: the best crop of ``image`` cut out (see :meth:`Analysis.crop`):
+    an array for an array, a PIL image for a PIL image or a path."""
+    with analyze(image, faces=faces, roi=roi, max_pixels=max_pixels, lenient=lenient,
+                 channels=channels) as analysis:
+        return analysis.crop(aspect, size=size, scales=scales, design_defaults=design_defaults,
+                             mode=mode, weights=weights)
 
 
 def answer_options(path: Union[str, "os.PathLike[str]"],

@@ -64,7 +64,7 @@ def crop_file(path: str, options: CropOptions = CropOptions()) -> Dict[str, Any]
     try:
         width, height, answer, faces = answer_options(path, options.texts)
         return photo_record(path, width, height, answer.crops, answer.focal_point,
-                            answer.faces if faces else None)
+                            answer.faces if faces else None, ("per-aspect", "") in options.texts)
     except Exception as e:  # every failure of one file is that file's record
         return error_record(path, str(e) or type(e).__name__)
 

@@ -103,6 +103,10 @@ def _number(v: float) -> Optional[float]:
     return v if math.isfinite(v) else None
 
 
+def _aspect(c: Crop) -> float:
+    return float(f"{c.aspect:.6g}")  # as the program prints it
+
+
 def crop_record(rank: int, c: Crop) -> Dict[str, Any]:
     """One suggestion with the program's JSON field names."""
     return {
@@ -112,19 +116,28 @@ def crop_record(rank: int, c: Crop) -> Dict[str, Any]:
         "borderScore": _number(c.border), "peakShare": _number(c.peak_share),
         "centreShare": _number(c.centre_share), "roiScore": _number(c.roi_score),
         "wellCovered": c.well_covered, "overlap": round(c.overlap, 4),
-        "aspect": float(f"{c.aspect:.6g}"),
+        "aspect": _aspect(c),
     }
 
 
 def photo_record(file: str, width: int, height: int, crops: Sequence[Crop],
-                 focus: Tuple[float, float], faces: Optional[Sequence[Box]] = None) -> Dict[str, Any]:
+                 focus: Tuple[float, float], faces: Optional[Sequence[Box]] = None,
+                 per_aspect: bool = False) -> Dict[str, Any]:
     """One photograph as the program's JSON has it; ``faces`` only when they
-    were asked for."""
-    record: Dict[str, Any] = {
-        "file": file, "width": width, "height": height,
-        "suggestions": [crop_record(k + 1, c) for k, c in enumerate(crops)],
-        "focus": {"x": focus[0], "y": focus[1]},
-    }
+    were asked for; ``per_aspect``: one list per ratio ("groups", ranks
+    counted in each) instead of one list."""
+    record: Dict[str, Any] = {"file": file, "width": width, "height": height}
+    if per_aspect:
+        groups: List[Dict[str, Any]] = []
+        for c in crops:
+            if not groups or groups[-1]["aspect"] != _aspect(c):
+                groups.append({"aspect": _aspect(c), "suggestions": []})
+            listed = groups[-1]["suggestions"]
+            listed.append(crop_record(len(listed) + 1, c))
+        record["groups"] = groups
+    else:
+        record["suggestions"] = [crop_record(k + 1, c) for k, c in enumerate(crops)]
+    record["focus"] = {"x": focus[0], "y": focus[1]}
     if faces is not None:
         record["faces"] = [{"left": f.left, "top": f.top, "right": f.right, "bottom": f.bottom}
                            for f in faces]
