@@ -64,7 +64,10 @@ struct FaceVerdict {
     // (eyes to mouth) it holds: the best partial framing, not a crop beside
     // the face.
     int64_t coreHeld = 0;
-    int64_t heldArea = 0;     // of the faces wholly inside, and of those parts
+    // Then how far the crop lies from framing such a face as a portrait
+    // does: the eyes a third down from its top, the face centred across.
+    int64_t framingOffset = 0;
+    int64_t heldArea = 0;     // of the faces wholly inside
     bool cutsMargin = false;  // an edge passes through the margin around a face
     // Room above the highest face held, up to a quarter of its height (the
     // full quarter when the crop starts at the image's top): where the frame
@@ -73,9 +76,17 @@ struct FaceVerdict {
     bool operator<(const FaceVerdict& o) const {  // worse than
         if (cuts != o.cuts) return cuts;
         if (coreHeld != o.coreHeld) return coreHeld < o.coreHeld;
+        if (framingOffset != o.framingOffset) return framingOffset > o.framingOffset;
         if (heldArea != o.heldArea) return heldArea < o.heldArea;
         if (cutsMargin != o.cutsMargin) return cutsMargin;
         return headroom < o.headroom;
+    }
+    // What an alternative must keep of its ratio's best: the framing of a
+    // face too large for the ratio may differ.
+    FaceVerdict kept() const {
+        FaceVerdict v = *this;
+        v.framingOffset = 0;
+        return v;
     }
 };
 
@@ -96,7 +107,14 @@ FaceVerdict judge(const CropRect& c, const std::vector<FaceRect>& faces,
         const int64_t inside = intersection_area(c, f), whole = pixel_area(f);
         if (!holdable[k]) {
             v.coreHeld += intersection_area(c, face_core(f));
-            v.heldArea += inside;
+            // A detector's box has the eyes a little above its middle.
+            const double eyes = f.top + 0.45 * (f.bottom - f.top + 1);
+            const double cw = c.right - c.left + 1, ch = c.bottom - c.top + 1;
+            const double wantedTop = std::clamp(eyes - ch / 3.0, 0.0, height - ch);
+            const double wantedLeft =
+                std::clamp((f.left + f.right + 1 - cw) / 2.0, 0.0, width - cw);
+            v.framingOffset +=
+                std::llround(std::fabs(c.top - wantedTop) + std::fabs(c.left - wantedLeft));
             continue;
         }
         if (inside == whole) {
@@ -202,7 +220,7 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         double bestValue = -HUGE_VAL;
         for (size_t i = 0; i < n; ++i) {
             const Scored& top = *ratioBest[scored[i].ratio];
-            if (taken[i] || scored[i].faces < top.faces ||
+            if (taken[i] || scored[i].faces.kept() < top.faces.kept() ||
                 scored[i].crop.score < top.crop.score - kGoodEnough ||
                 scored[i].sharp < kSubjectKept * top.sharp ||
                 scored[i].peaks < kSubjectKept * top.peaks || !eligible(scored[i]))
