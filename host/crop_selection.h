@@ -52,9 +52,9 @@ struct FocalPoint {
 // lone blurred face far from the rest cannot pull the point off the subject.
 FocalPoint face_focus(const std::vector<FaceRect>& faces, const std::vector<double>& strength,
                       uint32_t width, uint32_t height);
-// Without faces: the middle of the best of `windows` (squares of half the
-// short side, placed over the whole picture, with the library's features and
-// `sharpness` as for select_crops).
+// Without faces: the middle of the one of `windows` (fixed squares, scored
+// by the library, `sharpness` as for select_crops) that holds the most of
+// the subject: salient mass, contrast peaks and sharp detail.
 FocalPoint window_focus(const std::vector<CropRect>& windows, const std::vector<double>& sharpness,
                         uint32_t width, uint32_t height);
 
