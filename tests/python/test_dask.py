@@ -35,6 +35,15 @@ def test_two_workers_give_the_records_of_one_process(client, scenes):
     assert list(environments.values()) == [str(32 * 1024 * 1024)] * 2
 
 
+def test_records_asked_per_ratio_come_grouped(program, scenes):
+    paths, _ = scenes
+    records = crop_partition(paths[:2], CropOptions(aspect=["16:9", "1"], count=2, per_aspect=True))
+    assert [[g["aspect"] for g in r["groups"]] for r in records] == [[1.77778, 1]] * 2
+    theirs = program("--per-aspect", "--aspect", "16:9", "--aspect", "1", "--count", "2", *paths[:2])
+    assert [[[s["left"] for s in g["suggestions"]] for g in r["groups"]] for r in records] == \
+        [[[s["left"] for s in g["suggestions"]] for g in r["groups"]] for r in theirs]
+
+
 def test_json_lines_are_written_as_partitions_finish(client, scenes, tmp_path):
     paths, damaged = scenes
     out = tmp_path / "crops.jsonl"
