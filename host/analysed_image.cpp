@@ -22,6 +22,11 @@ constexpr uint64_t kThinnest = 300;
 // grows without limit.
 constexpr uint64_t kListSlack = 16;
 
+// The subject: the smallest box of a 16 x 16 grid over the picture that
+// holds this share of its mass (saliency and sharp detail, half each).
+constexpr int kSubjectGrid = 16;
+constexpr double kSubjectMass = 0.7;
+
 std::string size_text(uint64_t width, uint64_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
 }
@@ -75,6 +80,8 @@ void AnalysedImage::analyse() {
     analysedRects = request.rects;
     analysedWithFaces = request.faces;
     focus.reset();
+    subject.reset();
+    subjectCentre = FocalPoint{};
     crop.reset(CreateSmartCropObj(image.get(), &params));
     if (!crop) throw HostError("out of memory for the analysis");
     // The object comes back also when its analysis failed; its text says why.
@@ -259,6 +266,8 @@ CropAnswer AnalysedImage::suggest() const {
         options.count = request.count;
         options.perAspect = request.perAspect;
         const SharpnessMap& detail = sharpness();
+        if (const std::optional<FaceRect> held = subject_box())
+            options.subject = framed_subject(*held, tight, fullWidth, fullHeight);
         std::vector<double> shares;
         for (const CropRect& c : found)
             shares.push_back(detail.share(c.left, c.top, c.right, c.bottom, fullWidth, fullHeight));
@@ -295,6 +304,74 @@ const SharpnessMap& AnalysedImage::sharpness() const {
     return *sharp;
 }
 
+std::optional<FaceRect> AnalysedImage::subject_box() const {
+    if (subject) return *subject;
+    const SharpnessMap& detail = sharpness();
+    const int W = static_cast<int>(width()), H = static_cast<int>(height()), G = kSubjectGrid;
+    if (W < G || H < G) return subject.emplace();
+    const auto edge = [](int k, int n) { return k * n / kSubjectGrid; };
+    // Each cell's saliency (its share of the salient mass, as the library
+    // scores a crop) and sharp detail, each made to sum to one.
+    std::vector<double> salient(G * G), sharp(G * G);
+    double salientSum = 0, sharpSum = 0;
+    for (int i = 0; i < G; ++i) {
+        for (int j = 0; j < G; ++j) {
+            CropRect c;
+            c.left = edge(j, W), c.right = edge(j + 1, W) - 1;
+            c.top = edge(i, H), c.bottom = edge(i + 1, H) - 1;
+            const double v = crop->ScoreCrop(&c) == eSuccess && std::isfinite(c.coverageScore)
+                                 ? std::max(0.0, c.coverageScore)
+                                 : 0.0;
+            salientSum += salient[i * G + j] = v;
+            sharpSum += sharp[i * G + j] =
+                detail.share(c.left, c.top, c.right, c.bottom, width(), height());
+        }
+    }
+    if (!(salientSum > 0) && !(sharpSum > 0)) return subject.emplace();
+    // Summed-area table of the blend, (G + 1) x (G + 1).
+    std::vector<double> table((G + 1) * (G + 1), 0.0);
+    for (int i = 0; i < G; ++i) {
+        double run = 0;
+        for (int j = 0; j < G; ++j) {
+            const double a = salientSum > 0 ? salient[i * G + j] / salientSum : 0.0;
+            const double b = sharpSum > 0 ? sharp[i * G + j] / sharpSum : 0.0;
+            run += (salientSum > 0 && sharpSum > 0) ? (a + b) / 2 : a + b;
+            table[(i + 1) * (G + 1) + j + 1] = table[i * (G + 1) + j + 1] + run;
+        }
+    }
+    int best = G * G + 1, bx0 = 0, by0 = 0, bx1 = G, by1 = G;
+    double bestMass = 0;
+    for (int y0 = 0; y0 < G; ++y0)
+        for (int y1 = y0 + 1; y1 <= G; ++y1)
+            for (int x0 = 0; x0 < G; ++x0)
+                for (int x1 = x0 + 1; x1 <= G; ++x1) {
+                    const int area = (y1 - y0) * (x1 - x0);
+                    if (area > best) break;
+                    const double mass = table[y1 * (G + 1) + x1] - table[y0 * (G + 1) + x1] -
+                                        table[y1 * (G + 1) + x0] + table[y0 * (G + 1) + x0];
+                    if (mass < kSubjectMass || (area == best && mass <= bestMass)) continue;
+                    best = area, bestMass = mass;
+                    bx0 = x0, by0 = y0, bx1 = x1, by1 = y1;
+                }
+    // Where the mass inside the box centres.
+    double cx = 0, cy = 0, inside = 0;
+    for (int i = by0; i < by1; ++i)
+        for (int j = bx0; j < bx1; ++j) {
+            const double m = table[(i + 1) * (G + 1) + j + 1] - table[i * (G + 1) + j + 1] -
+                             table[(i + 1) * (G + 1) + j] + table[i * (G + 1) + j];
+            cx += m * (edge(j, W) + edge(j + 1, W)) / 2.0;
+            cy += m * (edge(i, H) + edge(i + 1, H)) / 2.0;
+            inside += m;
+        }
+    if (inside > 0) subjectCentre = FocalPoint{cx / inside / W, cy / inside / H};
+    const double sx = static_cast<double>(fullWidth) / W, sy = static_cast<double>(fullHeight) / H;
+    FaceRect box{static_cast<int32_t>(std::floor(edge(bx0, W) * sx)),
+                 static_cast<int32_t>(std::floor(edge(by0, H) * sy)),
+                 static_cast<int32_t>(std::ceil(edge(bx1, W) * sx)) - 1,
+                 static_cast<int32_t>(std::ceil(edge(by1, H) * sy)) - 1};
+    return *subject.emplace(box);
+}
+
 std::vector<FaceRect> AnalysedImage::faces() const {
     return analysedWithFaces ? library_faces() : std::vector<FaceRect>{};
 }
@@ -316,37 +393,10 @@ FocalPoint AnalysedImage::focal_point() const {
         focus = face_focus(tight, strength, fullWidth, fullHeight);
         return *focus;
     }
-    // Coarse to fine, in the pixels the library holds: the best square of
-    // half the short side on a 9 x 9 grid over the picture, then the best of
-    // a quarter inside it. Fixed windows, so that the point does not follow
-    // the query's ratios; the finer one lands on a subject smaller than the
-    // coarse one (on the generated scenes of scripts/evaluate_crops.sh the
-    // point lies on the subject in 0.98 of them; the coarse square alone,
-    // 0.40).
-    const auto best_window = [&](int left, int top, int W, int H, int side) {
-        std::vector<CropRect> windows;
-        std::vector<double> shares;
-        for (int i = 0; i < 9; ++i) {
-            for (int j = 0; j < 9; ++j) {
-                CropRect c;
-                c.left = left + (W - side) * j / 8;
-                c.top = top + (H - side) * i / 8;
-                c.right = c.left + side - 1;
-                c.bottom = c.top + side - 1;
-                if (crop->ScoreCrop(&c) != eSuccess) continue;
-                windows.push_back(c);
-                shares.push_back(detail.share(c.left, c.top, c.right, c.bottom, width(), height()));
-            }
-        }
-        return window_focus(windows, shares, width(), height());
-    };
-    const int W = static_cast<int>(width()), H = static_cast<int>(height());
-    const int side = std::max(1, std::min(W, H) / 2);
-    const FocalPoint coarse = best_window(0, 0, W, H, side);
-    const int left =
-        std::clamp(static_cast<int>(std::lround(coarse.x * W)) - side / 2, 0, W - side);
-    const int top = std::clamp(static_cast<int>(std::lround(coarse.y * H)) - side / 2, 0, H - side);
-    focus = best_window(left, top, side, side, std::max(1, side / 2));
+    // Where the subject's mass centres: on a compact subject, and in the
+    // middle of what there is where it is spread out.
+    subject_box();
+    focus = subjectCentre;
     return *focus;
 }
 

@@ -50,8 +50,8 @@ public:
 
     // One point per photograph for the analysis as it stands (see
     // crop_selection.h): on the faces when the analysis looked for them and
-    // found some, else on the best-held part of the picture. Every answer
-    // carries it.
+    // found some, else where the subject's mass (saliency and sharp detail)
+    // centres. Every answer carries it.
     FocalPoint focal_point() const;
     // The faces the analysis found (empty when it did not look), as in
     // CropAnswer.
@@ -76,6 +76,7 @@ private:
                               const SelectionParams& selection) const;
     std::vector<FaceRect> library_faces() const;
     const SharpnessMap& sharpness() const;
+    std::optional<FaceRect> subject_box() const;
 
     CropRequest request;
     std::vector<RectOfInterest> decodedRects;   // the request's, in the decoded pixels
@@ -90,6 +91,10 @@ private:
     // is freed before the analysis's tables take their memory.
     mutable std::optional<SharpnessMap> sharp;
     mutable std::optional<FocalPoint> focus;  // of the current analysis
+    // Where the subject lies, full-resolution pixels (none when the picture
+    // is flat); of the current analysis.
+    mutable std::optional<std::optional<FaceRect>> subject;
+    mutable FocalPoint subjectCentre;  // of its mass, as fractions
 };
 
 }  // namespace smartCrop::host

@@ -38,6 +38,10 @@ constexpr double kGoodEnough = 1.0, kLikenessCost = 8.0;
 // photographs without faces asked for they cut a face in 0.10 (0.33).
 constexpr double kSubjectKept = 0.95;
 
+// A ratio's framing crop is at most this much larger in area than the
+// tightest of the ratio that holds the subject.
+constexpr double kFramingSlack = 1.5;
+
 // Each value's rank among all, 0 for the lowest and 1 for the highest; equal
 // values share their mean rank, and values that are not numbers count lowest.
 std::vector<double> ranks(const std::vector<double>& values) {
@@ -173,6 +177,7 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         size_t ratio;
         FaceVerdict faces;
         double sharp, peaks;  // of the subject, as held
+        bool framed = false;  // among the tightest of its ratio that hold the subject
     };
     std::vector<size_t> ratioOf(n);
     std::vector<std::vector<bool>> holdable(ratios.size(), std::vector<bool>(faces.size()));
@@ -198,6 +203,17 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         scored[i].crop.score = kAesthetic * rA[i] + kCoverage * rC[i] + kBorder * b +
                                kPeaks * rP[i] + kSharp * sharp + kRoi * roi;
     }
+    if (options.subject) {
+        std::vector<int64_t> tightest(ratios.size(), INT64_MAX);
+        const int64_t whole = pixel_area(*options.subject);
+        for (const Scored& s : scored)
+            if (intersection_area(s.crop, *options.subject) == whole)
+                tightest[s.ratio] = std::min(tightest[s.ratio], pixel_area(s.crop));
+        // One scale step up (0.5 to 0.6) is 1.44 times the area.
+        for (Scored& s : scored)
+            s.framed = intersection_area(s.crop, *options.subject) == whole &&
+                       pixel_area(s.crop) <= kFramingSlack * tightest[s.ratio];
+    }
     // Faces first, then the blend.
     std::stable_sort(scored.begin(), scored.end(), [](const Scored& a, const Scored& b) {
         if (b.faces < a.faces) return true;
@@ -215,15 +231,18 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
     // The next pick among the eligible: the blend less what its likeness to
     // the crops before it (from `from` on) costs; with `limited`, none
     // overlapping one of them by more than `limit`.
-    auto pick = [&](size_t from, const auto& eligible, bool limited, double limit) {
+    // A framing pick holds the subject's box by construction, and is smaller
+    // than the ratio's best: it is held to the faces only.
+    auto pick = [&](size_t from, const auto& eligible, bool limited, double limit,
+                    bool framing = false) {
         size_t best = n;
         double bestValue = -HUGE_VAL;
         for (size_t i = 0; i < n; ++i) {
             const Scored& top = *ratioBest[scored[i].ratio];
-            if (taken[i] || scored[i].faces.kept() < top.faces.kept() ||
-                scored[i].crop.score < top.crop.score - kGoodEnough ||
-                scored[i].sharp < kSubjectKept * top.sharp ||
-                scored[i].peaks < kSubjectKept * top.peaks || !eligible(scored[i]))
+            if (taken[i] || scored[i].faces.kept() < top.faces.kept() || !eligible(scored[i]) ||
+                (!framing && (scored[i].crop.score < top.crop.score - kGoodEnough ||
+                              scored[i].sharp < kSubjectKept * top.sharp ||
+                              scored[i].peaks < kSubjectKept * top.peaks)))
                 continue;
             double likeness = 0;
             for (size_t k = from; k < picked.size(); ++k)
@@ -241,6 +260,15 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         return true;
     };
     auto any = [](const Scored&) { return true; };
+    // A ratio's first crop frames the subject where one of the ratio can
+    // (and keeps what the ratio's best keeps), else is the best as it stands.
+    auto first_of = [&](size_t r, size_t from) {
+        return pick(
+                   from, [r](const Scored& s) { return s.ratio == r && s.framed; }, false, 1.0,
+                   true) ||
+               pick(
+                   from, [r](const Scored& s) { return s.ratio == r; }, false, 1.0);
+    };
     // The count asked for is answered whenever there are that many crops
     // that keep the faces: when the distinct ones run out, the overlap limit
     // is relaxed a step at a time, so the later alternatives are the most
@@ -250,6 +278,7 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         for (size_t r = 0; r < ratios.size(); ++r) {
             const size_t group = picked.size();
             auto ofRatio = [r](const Scored& s) { return s.ratio == r; };
+            if (options.count > 0) first_of(r, group);
             for (double limit : limits) {
                 if (limit < options.overlapLimit) continue;
                 while (picked.size() - group < options.count &&
@@ -266,8 +295,7 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         const size_t r = scored[i].ratio;
         if (ratioDone[r]) continue;
         ratioDone[r] = true;
-        pick(
-            0, [r](const Scored& s) { return s.ratio == r; }, false, 1.0);
+        first_of(r, 0);
     }
     for (double limit : limits) {
         if (limit < options.overlapLimit) continue;
@@ -305,31 +333,23 @@ FocalPoint face_focus(const std::vector<FaceRect>& faces, const std::vector<doub
     return centre_of(x / weight, y / weight, width, height);
 }
 
-FocalPoint window_focus(const std::vector<CropRect>& windows, const std::vector<double>& sharpness,
-                        uint32_t width, uint32_t height) {
-    // The window holding most of the subject: of the salient mass, of the
-    // contrast peaks and of the sharp detail; the looks of a window this
-    // small (the aesthetic and border measures) say nothing of where the
-    // subject is.
-    const CropRect* best = nullptr;
-    double most = -HUGE_VAL;
-    for (size_t i = 0; i < windows.size(); ++i) {
-        const CropRect& c = windows[i];
-        const auto part = [](double v) { return std::isfinite(v) ? v : 0.0; };
-        const double held = part(c.coverageScore) + part(c.peakShare) +
-                            (sharpness.size() == windows.size() ? sharpness[i] : 0.0);
-        if (held > most) {
-            most = held;
-            best = &c;
-        }
-    }
-    if (best == nullptr) return {};
-    return centre_of((best->left + best->right + 1) / 2.0, (best->top + best->bottom + 1) / 2.0,
-                     width, height);
-}
-
 FaceRect tight_face(const FaceRect& widened) {
     return contract::tight_face(widened);
+}
+
+FaceRect framed_subject(const FaceRect& detail, const std::vector<FaceRect>& faces, uint32_t width,
+                        uint32_t height) {
+    FaceRect box = detail;
+    for (const FaceRect& f : faces) {
+        box.left = std::min(box.left, f.left);
+        box.top = std::min(box.top, f.top);
+        box.right = std::max(box.right, f.right);
+        box.bottom = std::max(box.bottom, f.bottom);
+    }
+    const int32_t mx = (box.right - box.left + 1) / 5, my = (box.bottom - box.top + 1) / 5;
+    return {std::max(0, box.left - mx), std::max(0, box.top - my),
+            std::min(static_cast<int32_t>(width) - 1, box.right + mx),
+            std::min(static_cast<int32_t>(height) - 1, box.bottom + my)};
 }
 
 }  // namespace smartCrop::host

@@ -5,6 +5,7 @@
 #define SMARTCROP_HOST_CROP_SELECTION_H
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "SmartCrop.h"
@@ -24,7 +25,20 @@ struct SelectionOptions {
     // shifted by at least a third of their width, which a viewer sees.
     // Relaxed step by step to 1 when fewer than `count` crops keep to it.
     double overlapLimit = 0.5;
+    // The subject's box with room around it (see framed_subject); when some
+    // crop of a ratio holds it, the ratio's first crop is one of the
+    // tightest that do (up to about one scale step larger), so that a small
+    // subject in a large empty frame is not left small. Alternatives may be
+    // larger.
+    std::optional<FaceRect> subject;
 };
+
+// The box a crop should hold to frame the subject: where the picture's
+// sharp detail lies (`detail`, see SharpnessMap::detail_box) together with
+// the faces, grown by a fifth of its size on each side within the image, so
+// that the subject never touches the crop's edge.
+FaceRect framed_subject(const FaceRect& detail, const std::vector<FaceRect>& faces, uint32_t width,
+                        uint32_t height);
 
 // The index of the ratio of `ratios` (not empty) nearest to the crop's, by
 // the logarithm of their quotient: the ratio the crop was made for.
@@ -52,11 +66,6 @@ struct FocalPoint {
 // lone blurred face far from the rest cannot pull the point off the subject.
 FocalPoint face_focus(const std::vector<FaceRect>& faces, const std::vector<double>& strength,
                       uint32_t width, uint32_t height);
-// Without faces: the middle of the one of `windows` (fixed squares, scored
-// by the library, `sharpness` as for select_crops) that holds the most of
-// the subject: salient mass, contrast peaks and sharp detail.
-FocalPoint window_focus(const std::vector<CropRect>& windows, const std::vector<double>& sharpness,
-                        uint32_t width, uint32_t height);
 
 // The detector's box a face rectangle of the library stands for: the library
 // widens the box 1.5 times about its centre.

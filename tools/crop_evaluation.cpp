@@ -41,6 +41,11 @@ struct Tally {
     int alternatives[2] = {0, 0}, alternativeCuts[2] = {0, 0};
     int sceneAlternatives = 0, alternativesKept = 0;
     int focusOnSubject = 0;  // scenes whose focal point lies on the subject
+    // Top crops on the scenes: those whose side (off the image's frame)
+    // touches or cuts the subject, and their area over the largest crop of
+    // their ratio.
+    int touches = 0;
+    double areaShare = 0;
     std::vector<double> overlaps;
     int answers = 0, ratioCount = 0;
 };
@@ -196,6 +201,11 @@ void scene(std::mt19937& rng, bool plain, Tally& t) {
         const int inside = cv::countNonZero(
             subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1)));
         ++t.scenes;
+        t.touches += (c.left > 0 && x - r <= c.left) || (c.top > 0 && y - r <= c.top) ||
+                     (c.right < W - 1 && x + r >= c.right) ||
+                     (c.bottom < H - 1 && y + r >= c.bottom);
+        const double largest = std::min<double>(W, H * ratio) * std::min<double>(H, W / ratio);
+        t.areaShare += (c.right - c.left + 1.0) * (c.bottom - c.top + 1.0) / largest;
         for (size_t k = 1; k < crops.size(); ++k) {
             ++t.sceneAlternatives;
             t.alternativesKept += keeps(crops[k]);
@@ -260,6 +270,11 @@ int main(int argc, char** argv) {
         share(tally[1].cuts, tally[1].cutCases));
     row("subject kept (generated scenes)", share(tally[0].kept, tally[0].scenes),
         share(tally[1].kept, tally[1].scenes));
+    row("top crop touches the subject (scenes)", share(tally[0].touches, tally[0].scenes),
+        share(tally[1].touches, tally[1].scenes));
+    row("top crop's area over its ratio's largest (scenes)",
+        tally[0].areaShare / std::max(1, tally[0].scenes),
+        tally[1].areaShare / std::max(1, tally[1].scenes));
     row("alternatives cutting a face (faces on)",
         share(tally[0].alternativeCuts[1], tally[0].alternatives[1]),
         share(tally[1].alternativeCuts[1], tally[1].alternatives[1]));

@@ -159,6 +159,30 @@ TEST(CropSelection, OneCropPerRatioFirstThenDistinctAlternatives) {
     EXPECT_TRUE(select_crops({}, {}, {1.0}, {}, 800, 200, first()).empty());
 }
 
+// A small subject in a large empty frame: a ratio's first crop is one of
+// the tightest that hold it with room, and the largest is an alternative.
+TEST(CropSelection, ASmallSubjectIsFramedTightly) {
+    const std::vector<CropRect> candidates = {
+        crop(0, 0, 599, 599, 0.9),      // the largest, best in the blend
+        crop(300, 300, 599, 599, 0.5),  // tight, without the subject
+        crop(50, 50, 499, 499, 0.4),    // holds it, more than a scale step larger
+        crop(100, 100, 399, 399, 0.3),  // the tightest that holds it
+    };
+    SelectionOptions options = first(2);
+    options.subject = FaceRect{150, 150, 349, 349};
+    const auto picked = select_crops(candidates, {}, {1.0}, {}, 600, 600, options);
+    ASSERT_EQ(picked.size(), 2u);
+    EXPECT_EQ(corners(picked[0]), corners(candidates[3]));
+    EXPECT_EQ(corners(picked[1]), corners(candidates[0]));
+    // A subject only the largest holds, or none: the largest first.
+    options.subject = FaceRect{0, 10, 599, 589};
+    EXPECT_EQ(corners(select_crops(candidates, {}, {1.0}, {}, 600, 600, options)[0]),
+              corners(candidates[0]));
+    options.subject.reset();
+    EXPECT_EQ(corners(select_crops(candidates, {}, {1.0}, {}, 600, 600, options)[0]),
+              corners(candidates[0]));
+}
+
 TEST(CropSelection, FocalPointAndTheDetectorsBox) {
     // Faces by strength; the third, weaker than a quarter of the strongest
     // and far off in a corner, is left out.
@@ -169,13 +193,6 @@ TEST(CropSelection, FocalPointAndTheDetectorsBox) {
     EXPECT_NEAR(onFaces.y, (0.5 * 115.5 + 0.3 * 110) / 0.8 / 200, 1e-12);
     // Where no face has detail, all count alike.
     EXPECT_NEAR(face_focus(faces, {0, 0, 0}, 400, 200).x, (25.5 + 310 + 390) / 3 / 400, 1e-12);
-    // Otherwise the middle of the best window.
-    const FocalPoint onWindows =
-        window_focus({crop(0, 0, 99, 99), crop(100, 0, 199, 99), crop(300, 100, 399, 199)},
-                     {0.1, 0.2, 0.7}, 400, 200);
-    EXPECT_EQ(onWindows.x, 350 / 400.0);
-    EXPECT_EQ(onWindows.y, 150 / 200.0);
-    EXPECT_EQ(window_focus({}, {}, 400, 200).x, 0.5);
 
     // The library widens the detector's box 1.5 times about its centre.
     const FaceRect tight = tight_face({100, 60, 399, 359});  // 300 wide: the box was 200
@@ -185,20 +202,23 @@ TEST(CropSelection, FocalPointAndTheDetectorsBox) {
 
 // Through the library: a sharp checkered disc flush with the right edge of
 // a blurred ground of stripes, where the library's own ranking leaves it out.
-TEST(CropSelection, AGeneratedSubjectFlushWithTheEdgeStaysWhole) {
-    cv::Mat bgr(300, 480, CV_8UC3);
+DecodedImage disc_scene(int width, int height, cv::Point centre, int radius) {
+    cv::Mat bgr(height, width, CV_8UC3);
     for (int y = 0; y < bgr.rows; ++y)
         for (int x = 0; x < bgr.cols; ++x)
             bgr.at<cv::Vec3b>(y, x) =
                 (x / 30) % 2 ? cv::Vec3b(200, 180, 120) : cv::Vec3b(60, 90, 40);
     cv::GaussianBlur(bgr, bgr, cv::Size(0, 0), 8);
-    const cv::Point centre(439, 120);
-    for (int y = 80; y <= 160; ++y)
-        for (int x = 399; x < 480; ++x)
-            if (cv::norm(cv::Point(x, y) - centre) <= 40)
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x)
+            if (cv::norm(cv::Point(x, y) - centre) <= radius)
                 bgr.at<cv::Vec3b>(y, x) =
                     (x / 4 + y / 4) % 2 ? cv::Vec3b(40, 30, 220) : cv::Vec3b(250, 240, 40);
-    DecodedImage decoded = pixels_image(bgr.data, 480, 300, bgr.step, ChannelOrder::Bgr);
+    return pixels_image(bgr.data, width, height, bgr.step, ChannelOrder::Bgr);
+}
+
+TEST(CropSelection, AGeneratedSubjectFlushWithTheEdgeStaysWhole) {
+    DecodedImage decoded = disc_scene(480, 300, {439, 120}, 40);
     CropRequest request;
     request.aspects = {1.0, 9.0 / 16};
     request.count = 2;
@@ -219,6 +239,29 @@ TEST(CropSelection, AGeneratedSubjectFlushWithTheEdgeStaysWhole) {
     const CropAnswer again = image.suggest(other);
     EXPECT_EQ(again.focus.x, answer.focus.x);
     EXPECT_EQ(again.focus.y, answer.focus.y);
+}
+
+// Through the library: a small sharp disc on a blurred ground gets a crop
+// tighter than the largest, the disc well inside it; a picture sharp all
+// over keeps the largest crop.
+TEST(CropSelection, FramingFollowsTheSubjectsSize) {
+    CropRequest request;
+    request.aspects = {1.0};
+    request.count = 1;
+    const CropRect small =
+        AnalysedImage(disc_scene(640, 427, {400, 200}, 30), request).suggest().crops.at(0);
+    EXPECT_LE(small.right - small.left + 1, 300);  // at most 0.7 of the largest
+    EXPECT_TRUE(small.left <= 400 - 40 && small.right >= 400 + 40 && small.top <= 200 - 40 &&
+                small.bottom >= 200 + 40)
+        << small.left << "," << small.top << " " << small.right << "," << small.bottom;
+
+    cv::Mat busy(427, 640, CV_8UC3);
+    cv::randu(busy, cv::Scalar::all(0), cv::Scalar::all(255));
+    const CropRect whole =
+        AnalysedImage(pixels_image(busy.data, 640, 427, busy.step, ChannelOrder::Bgr), request)
+            .suggest()
+            .crops.at(0);
+    EXPECT_EQ(whole.bottom - whole.top + 1, 427);
 }
 
 }  // namespace
