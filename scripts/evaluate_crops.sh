@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The host layer against the library's own ranking, side by side: faces
-# whole, subjects kept on generated scenes, diverse suggestions. Photographs
+# whole, subjects kept on generated scenes and on photographs whose subjects
+# we labelled by eye (data/labelled-subjects.tsv), diverse suggestions. Photographs
 # from Debian packages (data/evaluation-photos.tsv, fetched outside the
 # repository), and the model's training photographs for the suggestions'
 # overlap; reference faces from OpenCV's Haar cascade (opencv-data).
@@ -23,5 +24,5 @@ bash scripts/fetch_training_photos.sh ../shared/training-photos.tsv "$training"
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build/release --target crop_evaluation
 ./build/release/tools/crop_evaluation build/release/share/smartcrop/ovex3 \
-  /usr/share/opencv4/haarcascades/haarcascade_frontalface_default.xml "$out"/photos/* \
-  -- "$training"/photos/*
+  /usr/share/opencv4/haarcascades/haarcascade_frontalface_default.xml \
+  --subjects data/labelled-subjects.tsv "$out"/photos/* -- "$training"/photos/*

@@ -16,10 +16,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/objdetect.hpp>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -221,6 +223,92 @@ void scene(std::mt19937& rng, bool plain, Tally& t) {
     }
 }
 
+// A photograph's labelled subject (data/labelled-subjects.tsv): the box that
+// must stay whole and the larger one that should, as fractions.
+struct Subject {
+    std::string photo;
+    double essential[4], preferred[4];
+    bool hasPreferred = false;
+};
+
+std::vector<Subject> read_subjects(const std::string& path) {
+    std::vector<Subject> out;
+    std::ifstream in(path);
+    std::string line;
+    std::getline(in, line);  // the header
+    while (std::getline(in, line)) {
+        std::istringstream fields(line);
+        Subject s;
+        std::string kind, essential, preferred;
+        std::getline(fields, s.photo, '\t');
+        std::getline(fields, kind, '\t');
+        std::getline(fields, essential, '\t');
+        std::getline(fields, preferred, '\t');
+        std::istringstream e(essential), p(preferred);
+        for (double& v : s.essential) e >> v;
+        s.hasPreferred = preferred != "-";
+        if (s.hasPreferred)
+            for (double& v : s.preferred) p >> v;
+        if (!s.photo.empty()) out.push_back(s);
+    }
+    return out;
+}
+
+// Per method (the library's ranking, the host layer, the centre crop), over
+// the (photograph, ratio) cases where a crop of the ratio can hold the box.
+struct SubjectTally {
+    int cases = 0, kept = 0, cramped = 0, preferredCases = 0, preferredKept = 0;
+    double areaShare = 0;
+};
+
+const double kSubjectRatios[] = {1.0, 16.0 / 9, 2.0 / 3};
+
+void labelled(const cv::Mat& bgr, const Subject& s, SubjectTally tallies[3]) {
+    const int W = bgr.cols, H = bgr.rows;
+    // Labels are drawn by eye: a crop within 1% of the image of the box
+    // still holds it.
+    const auto box = [&](const double* f, int slack) {
+        return cv::Rect(
+            cv::Point(static_cast<int>(f[0] * W) + slack, static_cast<int>(f[1] * H) + slack),
+            cv::Point(static_cast<int>(f[2] * W) - slack, static_cast<int>(f[3] * H) - slack));
+    };
+    const int slack = std::max(W, H) / 100;
+    const cv::Rect essential = box(s.essential, slack), preferred = box(s.preferred, slack);
+    for (double ratio : kSubjectRatios) {
+        const double cw = std::min<double>(W, H * ratio), ch = std::min<double>(H, W / ratio);
+        CropRect centre;
+        centre.left = static_cast<int>((W - cw) / 2);
+        centre.top = static_cast<int>((H - ch) / 2);
+        centre.right = centre.left + static_cast<int>(cw) - 1;
+        centre.bottom = centre.top + static_cast<int>(ch) - 1;
+        const CropRect tops[3] = {answer(bgr, {ratio}, true, true).crops.at(0),
+                                  answer(bgr, {ratio}, true, false).crops.at(0), centre};
+        for (int m = 0; m < 3; ++m) {
+            const CropRect& c = tops[m];
+            SubjectTally& t = tallies[m];
+            if (essential.width <= cw && essential.height <= ch) {
+                ++t.cases;
+                const bool kept = overlap(essential, c) == essential.area();
+                t.kept += kept;
+                // Kept, but with a side of the crop (off the image's frame)
+                // within 1% of the image of the subject.
+                t.cramped += kept && ((c.left > 0 && essential.x - c.left < slack) ||
+                                      (c.top > 0 && essential.y - c.top < slack) ||
+                                      (c.right < W - 1 && c.right - essential.br().x < slack) ||
+                                      (c.bottom < H - 1 && c.bottom - essential.br().y < slack));
+                t.areaShare += (c.right - c.left + 1.0) * (c.bottom - c.top + 1.0) / (cw * ch);
+                if (!kept && std::getenv("SMARTCROP_EVALUATION_VERBOSE"))
+                    std::fprintf(stderr, "method %d cuts the subject of %s at %.2f\n", m,
+                                 s.photo.c_str(), ratio);
+            }
+            if (s.hasPreferred && preferred.width <= cw && preferred.height <= ch) {
+                ++t.preferredCases;
+                t.preferredKept += overlap(preferred, c) == preferred.area();
+            }
+        }
+    }
+}
+
 double median(std::vector<double> v) {
     if (v.empty()) return 0;
     std::nth_element(v.begin(), v.begin() + v.size() / 2, v.end());
@@ -231,8 +319,17 @@ double median(std::vector<double> v) {
 
 int main(int argc, char** argv) {
     if (argc < 3) {
-        std::fprintf(stderr, "usage: %s DETECTOR_CONFIG HAAR_CASCADE PHOTO...\n", argv[0]);
+        std::fprintf(stderr,
+                     "usage: %s DETECTOR_CONFIG HAAR_CASCADE [--subjects TSV] PHOTO... "
+                     "[-- PHOTO...]\n",
+                     argv[0]);
         return 2;
+    }
+    std::vector<Subject> subjects;
+    int first = 3;
+    if (argc > 4 && std::string(argv[3]) == "--subjects") {
+        subjects = read_subjects(argv[4]);
+        first = 5;
     }
     host::use_face_detector(argv[1]);
     cv::CascadeClassifier haar(argv[2]);
@@ -244,7 +341,7 @@ int main(int argc, char** argv) {
     for (int plain = 1; plain >= 0; --plain) {
         Tally& t = tally[1 - plain];
         bool withFaces = true;
-        for (int i = 3; i < argc; ++i) {
+        for (int i = first; i < argc; ++i) {
             if (std::string(argv[i]) == "--") {
                 withFaces = false;
                 continue;
@@ -292,5 +389,36 @@ int main(int argc, char** argv) {
         share(tally[1].ratioCount, tally[1].answers));
     std::printf("(%d face cases, %d that fit, %d scenes x ratios, %d default answers)\n",
                 tally[1].faceCases, tally[1].fitCases, tally[1].scenes, tally[1].answers);
+    if (subjects.empty()) return 0;
+    // Labelled subjects: each photograph named in the list, wherever it was given.
+    SubjectTally byMethod[3];
+    int photos = 0;
+    for (const Subject& s : subjects) {
+        for (int i = first; i < argc; ++i) {
+            const std::string path = argv[i];
+            if (path.size() < s.photo.size() ||
+                path.compare(path.size() - s.photo.size(), s.photo.size(), s.photo) != 0)
+                continue;
+            labelled(cv::imread(path, cv::IMREAD_COLOR), s, byMethod);
+            ++photos;
+            break;
+        }
+    }
+    std::printf("\n%-44s %12s %12s %12s\n", "labelled subjects (1:1, 16:9, 2:3)", "library",
+                "host layer", "centre");
+    auto row3 = [&](const char* what, auto value) {
+        std::printf("%-44s %12.3f %12.3f %12.3f\n", what, value(byMethod[0]), value(byMethod[1]),
+                    value(byMethod[2]));
+    };
+    row3("subject kept whole, where a crop can",
+         [&](const SubjectTally& t) { return share(t.kept, t.cases); });
+    row3("kept, but a crop side within 1% of it",
+         [&](const SubjectTally& t) { return share(t.cramped, t.cases); });
+    row3("larger preferred box kept, where a crop can",
+         [&](const SubjectTally& t) { return share(t.preferredKept, t.preferredCases); });
+    row3("top crop's area over its ratio's largest",
+         [&](const SubjectTally& t) { return t.cases > 0 ? t.areaShare / t.cases : 0.0; });
+    std::printf("(%d labelled photographs, %d cases that fit, %d with a preferred box)\n", photos,
+                byMethod[1].cases, byMethod[1].preferredCases);
     return 0;
 }

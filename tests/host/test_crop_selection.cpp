@@ -57,6 +57,13 @@ TEST(CropSelection, AFaceIsWholeOrNotThere) {
     // Without faces the blend decides.
     EXPECT_EQ(corners(select_crops(candidates, {}, {1.0}, {}, 400, 300, first())[0]),
               corners(candidates[0]));
+    // Room above the face up to half its height (hair, a cap), even where a
+    // crop with less looks better.
+    const std::vector<FaceRect> lower = {{180, 100, 239, 159}};
+    const std::vector<CropRect> rooms = {crop(100, 80, 299, 279, 0.9),
+                                         crop(100, 70, 299, 269, 0.3)};
+    EXPECT_EQ(corners(select_crops(rooms, {}, {1.0}, lower, 400, 300, first())[0]),
+              corners(rooms[1]));
 }
 
 // Two faces that no 16:9 crop of 200 x 112 holds together: the larger one
