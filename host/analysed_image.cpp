@@ -266,8 +266,10 @@ CropAnswer AnalysedImage::suggest() const {
         options.count = request.count;
         options.perAspect = request.perAspect;
         const SharpnessMap& detail = sharpness();
-        if (const std::optional<FaceRect> held = subject_box())
-            options.subject = framed_subject(*held, tight, fullWidth, fullHeight);
+        if (const std::optional<FaceRect> held = subject_box()) {
+            const FaceRect whole = subject_and_faces(*held, tight);
+            options.subjects = {with_room(whole, fullWidth, fullHeight), whole};
+        }
         std::vector<double> shares;
         for (const CropRect& c : found)
             shares.push_back(detail.share(c.left, c.top, c.right, c.bottom, fullWidth, fullHeight));

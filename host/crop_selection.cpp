@@ -205,17 +205,25 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
         scored[i].crop.score = kAesthetic * rA[i] + kCoverage * rC[i] + kBorder * b +
                                kPeaks * rP[i] + kSharp * sharp + kRoi * roi;
     }
-    if (options.subject) {
-        std::vector<int64_t> tightest(ratios.size(), INT64_MAX);
-        const int64_t whole = pixel_area(*options.subject);
+    // Per ratio, the first of the subject's boxes some crop of it holds,
+    // and the tightest such crop's area.
+    std::vector<const FaceRect*> framedBox(ratios.size(), nullptr);
+    std::vector<int64_t> tightest(ratios.size(), INT64_MAX);
+    const auto holds = [](const CropRect& c, const FaceRect& box) {
+        return intersection_area(c, box) == pixel_area(box);
+    };
+    for (const FaceRect& box : options.subjects) {
         for (const Scored& s : scored)
-            if (intersection_area(s.crop, *options.subject) == whole)
-                tightest[s.ratio] = std::min(tightest[s.ratio], pixel_area(s.crop));
-        // One scale step up (0.5 to 0.6) is 1.44 times the area.
-        for (Scored& s : scored)
-            s.framed = intersection_area(s.crop, *options.subject) == whole &&
-                       pixel_area(s.crop) <= kFramingSlack * tightest[s.ratio];
+            if (framedBox[s.ratio] == nullptr || framedBox[s.ratio] == &box)
+                if (holds(s.crop, box)) {
+                    framedBox[s.ratio] = &box;
+                    tightest[s.ratio] = std::min(tightest[s.ratio], pixel_area(s.crop));
+                }
     }
+    // One scale step up (0.5 to 0.6) is 1.44 times the area.
+    for (Scored& s : scored)
+        s.framed = framedBox[s.ratio] != nullptr && holds(s.crop, *framedBox[s.ratio]) &&
+                   pixel_area(s.crop) <= kFramingSlack * tightest[s.ratio];
     // Faces first, then the blend.
     std::stable_sort(scored.begin(), scored.end(), [](const Scored& a, const Scored& b) {
         if (b.faces < a.faces) return true;
@@ -339,15 +347,18 @@ FaceRect tight_face(const FaceRect& widened) {
     return contract::tight_face(widened);
 }
 
-FaceRect framed_subject(const FaceRect& detail, const std::vector<FaceRect>& faces, uint32_t width,
-                        uint32_t height) {
-    FaceRect box = detail;
+FaceRect subject_and_faces(const FaceRect& subject, const std::vector<FaceRect>& faces) {
+    FaceRect box = subject;
     for (const FaceRect& f : faces) {
         box.left = std::min(box.left, f.left);
         box.top = std::min(box.top, f.top);
         box.right = std::max(box.right, f.right);
         box.bottom = std::max(box.bottom, f.bottom);
     }
+    return box;
+}
+
+FaceRect with_room(const FaceRect& box, uint32_t width, uint32_t height) {
     const int32_t mx = (box.right - box.left + 1) / 5, my = (box.bottom - box.top + 1) / 5;
     return {std::max(0, box.left - mx), std::max(0, box.top - my),
             std::min(static_cast<int32_t>(width) - 1, box.right + mx),

@@ -5,7 +5,6 @@
 #define SMARTCROP_HOST_CROP_SELECTION_H
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "SmartCrop.h"
@@ -25,20 +24,20 @@ struct SelectionOptions {
     // shifted by at least a third of their width, which a viewer sees.
     // Relaxed step by step to 1 when fewer than `count` crops keep to it.
     double overlapLimit = 0.5;
-    // The subject's box with room around it (see framed_subject); when some
-    // crop of a ratio holds it, the ratio's first crop is one of the
-    // tightest that do (up to about one scale step larger), so that a small
-    // subject in a large empty frame is not left small. Alternatives may be
-    // larger.
-    std::optional<FaceRect> subject;
+    // The subject's boxes, the first with room around it (see with_room),
+    // then the subject alone: for each ratio, the first
+    // that some crop of it holds is what its first crop holds, and that crop
+    // is one of the tightest that do (up to about one scale step larger), so
+    // that a small subject in a large empty frame is not left small.
+    // Alternatives may be larger.
+    std::vector<FaceRect> subjects;
 };
 
-// The box a crop should hold to frame the subject: where the picture's
-// sharp detail lies (`detail`, see SharpnessMap::detail_box) together with
-// the faces, grown by a fifth of its size on each side within the image, so
-// that the subject never touches the crop's edge.
-FaceRect framed_subject(const FaceRect& detail, const std::vector<FaceRect>& faces, uint32_t width,
-                        uint32_t height);
+// The subject's box (see AnalysedImage) together with the faces.
+FaceRect subject_and_faces(const FaceRect& subject, const std::vector<FaceRect>& faces);
+// Grown by a fifth of its size on each side within the image, so that the
+// subject does not touch the crop's edge.
+FaceRect with_room(const FaceRect& box, uint32_t width, uint32_t height);
 
 // The index of the ratio of `ratios` (not empty) nearest to the crop's, by
 // the logarithm of their quotient: the ratio the crop was made for.

@@ -176,16 +176,16 @@ TEST(CropSelection, ASmallSubjectIsFramedTightly) {
         crop(100, 100, 399, 399, 0.3),  // the tightest that holds it
     };
     SelectionOptions options = first(2);
-    options.subject = FaceRect{150, 150, 349, 349};
+    options.subjects = {FaceRect{150, 150, 349, 349}};
     const auto picked = select_crops(candidates, {}, {1.0}, {}, 600, 600, options);
     ASSERT_EQ(picked.size(), 2u);
     EXPECT_EQ(corners(picked[0]), corners(candidates[3]));
     EXPECT_EQ(corners(picked[1]), corners(candidates[0]));
     // A subject only the largest holds, or none: the largest first.
-    options.subject = FaceRect{0, 10, 599, 589};
+    options.subjects = {FaceRect{0, 10, 599, 589}};
     EXPECT_EQ(corners(select_crops(candidates, {}, {1.0}, {}, 600, 600, options)[0]),
               corners(candidates[0]));
-    options.subject.reset();
+    options.subjects.clear();
     EXPECT_EQ(corners(select_crops(candidates, {}, {1.0}, {}, 600, 600, options)[0]),
               corners(candidates[0]));
 }
