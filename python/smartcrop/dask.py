@@ -141,23 +141,35 @@ def _run(client: Any, parts: List[List[str]], options: CropOptions, progress: bo
     """Crops every partition, calling ``emit(paths, records)`` as each
     finishes. A partition whose task fails (a worker dying on one of its
     photographs, again and again) is split in halves and tried again; a
-    single photograph that still fails becomes an error record."""
+    single photograph that fails on its own three times becomes an error
+    record. (Once is not enough: a finished task's result is lost with a
+    worker that dies on the next one, and the scheduler may then give up on
+    a healthy photograph.)"""
     from distributed import as_completed, progress as progress_bar
 
     submitted = {client.submit(crop_partition, part, options, pure=False): part for part in parts}
     if progress and submitted:
         progress_bar(list(submitted))
     pending = as_completed(list(submitted))
+    failures: Dict[str, int] = {}
+
+    def again(part: List[str]) -> None:
+        retry = client.submit(crop_partition, part, options, pure=False)
+        submitted[retry] = part
+        pending.add(retry)
+
     for future in pending:
         part = submitted.pop(future)
         try:
             records = future.result()
         except Exception as e:  # the task failed, not a photograph: try smaller pieces
             if len(part) > 1:
-                for half in (part[:len(part) // 2], part[len(part) // 2:]):
-                    retry = client.submit(crop_partition, half, options, pure=False)
-                    submitted[retry] = half
-                    pending.add(retry)
+                again(part[:len(part) // 2])
+                again(part[len(part) // 2:])
+                continue
+            failures[part[0]] = failures.get(part[0], 0) + 1
+            if failures[part[0]] < 3:
+                again(part)
             else:
                 emit(part, [error_record(part[0], f"the worker failed on it: {type(e).__name__}: {e}")])
             continue
