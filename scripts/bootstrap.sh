@@ -15,7 +15,7 @@ packages=(
   clang libclang-rt-14-dev
   # The Python package: its build, its dependencies and its tests.
   pybind11-dev python3-dev python3-numpy python3-pil python3-dask python3-distributed
-  python3-pytest python3-pip python3-setuptools python3-wheel python3-venv
+  python3-pytest python3-pip python3-setuptools python3-wheel python3-venv python3-mypy
   # The format check of the test script.
   clang-format git
 )

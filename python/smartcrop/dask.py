@@ -29,7 +29,7 @@ import json
 import os
 import sys
 import tempfile
-from typing import Any, Dict, Iterable, List, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, Iterable, List, Optional, Sequence, Tuple, Union, overload
 
 from . import _native
 from .analysis import answer_options, option_texts
@@ -104,7 +104,7 @@ class _Output:
     never over an existing file unless ``overwrite``. Opened before any
     work, so that an unwritable place fails at once."""
 
-    def __init__(self, path: str, overwrite: bool) -> None:
+    def __init__(self, path: Union[str, "os.PathLike[str]"], overwrite: bool) -> None:
         self.path = os.fspath(path)
         if os.path.isdir(self.path):
             raise OSError(f"cannot write {self.path}: it is a folder")
@@ -178,8 +178,18 @@ def _run(client: Any, parts: List[List[str]], options: CropOptions, progress: bo
         emit(part, records)
 
 
+@overload
 def crop_files(paths: Iterable[Union[str, "os.PathLike[str]"]], *, client: Any = None,
-               partition_size: Optional[int] = None, out: Optional[str] = None,
+               partition_size: Optional[int] = None, out: None = None, overwrite: bool = False,
+               progress: bool = False, options: Optional[CropOptions] = None,
+               **keywords: Any) -> List[Dict[str, Any]]: ...
+@overload
+def crop_files(paths: Iterable[Union[str, "os.PathLike[str]"]], *, client: Any = None,
+               partition_size: Optional[int] = None, out: Union[str, "os.PathLike[str]"],
+               overwrite: bool = False, progress: bool = False,
+               options: Optional[CropOptions] = None, **keywords: Any) -> Dict[str, Any]: ...
+def crop_files(paths: Iterable[Union[str, "os.PathLike[str]"]], *, client: Any = None,
+               partition_size: Optional[int] = None, out: Union[None, str, "os.PathLike[str]"] = None,
                overwrite: bool = False, progress: bool = False,
                options: Optional[CropOptions] = None,
                **keywords: Any) -> Union[List[Dict[str, Any]], Dict[str, Any]]:
@@ -218,10 +228,11 @@ def crop_files(paths: Iterable[Union[str, "os.PathLike[str]"]], *, client: Any =
                  lambda part, records: by_file.update(zip(part, records)))
             return [by_file[f] for f in files]
         counts: Dict[str, Any] = {"photos": 0, "errors": 0, "failed": []}
+        writer = sink
 
         def emit(part: List[str], records: List[Dict[str, Any]]) -> None:
             for record in records:
-                sink.write(record)
+                writer.write(record)
                 counts["photos"] += 1
                 if "error" in record:
                     counts["errors"] += 1
