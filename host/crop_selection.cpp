@@ -240,9 +240,9 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
     std::vector<bool> taken(n, false);
     // The next pick among the eligible: the blend less what its likeness to
     // the crops before it (from `from` on) costs; with `limited`, none
-    // overlapping one of them by more than `limit`.
-    // A framing pick holds the subject's box by construction, and is smaller
-    // than the ratio's best: it is held to the faces only.
+    // overlapping one of them by more than `limit`. A `framing` pick holds
+    // the subject's box by construction and is smaller than the ratio's
+    // best, so it is held to the faces only, not to the best's blend.
     auto pick = [&](size_t from, const auto& eligible, bool limited, double limit,
                     bool framing = false) {
         size_t best = n;
@@ -271,7 +271,8 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
     };
     auto any = [](const Scored&) { return true; };
     // A ratio's first crop frames the subject where one of the ratio can
-    // (and keeps what the ratio's best keeps), else is the best as it stands.
+    // (keeping the faces as the ratio's best does), else is the best as it
+    // stands.
     auto first_of = [&](size_t r, size_t from) {
         return pick(
                    from, [r](const Scored& s) { return s.ratio == r && s.framed; }, false, 1.0,
