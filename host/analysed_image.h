@@ -56,6 +56,7 @@ public:
     // The faces the analysis found (empty when it did not look), as in
     // CropAnswer.
     std::vector<FaceRect> faces() const;
+    bool looked_for_faces() const { return analysedWithFaces; }
 
     ImageFormat format() const { return sourceFormat; }
     uint32_t full_width() const { return fullWidth; }

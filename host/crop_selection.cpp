@@ -316,32 +316,25 @@ std::vector<CropRect> select_crops(const std::vector<CropRect>& candidates,
     return picked;
 }
 
-namespace {
-
-FocalPoint centre_of(double x, double y, uint32_t width, uint32_t height) {
-    FocalPoint p;
-    if (width > 0 && height > 0) {
-        p.x = std::clamp(x / width, 0.0, 1.0);
-        p.y = std::clamp(y / height, 0.0, 1.0);
-    }
-    return p;
-}
-
-}  // namespace
-
 FocalPoint face_focus(const std::vector<FaceRect>& faces, const std::vector<double>& strength,
                       uint32_t width, uint32_t height) {
     if (faces.empty() || strength.size() != faces.size()) return {};
     const double strongest = *std::max_element(strength.begin(), strength.end());
+    const bool alike = !(strongest > 0);
     double x = 0, y = 0, weight = 0;
     for (size_t k = 0; k < faces.size(); ++k) {
-        const double w = strongest > 0 ? strength[k] : 1.0;
-        if (!(w >= 0.25 * (strongest > 0 ? strongest : 1.0))) continue;
+        const double w = alike ? 1.0 : strength[k];
+        if (!alike && w < 0.25 * strongest) continue;
         x += w * (faces[k].left + faces[k].right + 1) / 2.0;
         y += w * (faces[k].top + faces[k].bottom + 1) / 2.0;
         weight += w;
     }
-    return centre_of(x / weight, y / weight, width, height);
+    FocalPoint p;
+    if (width > 0 && height > 0) {
+        p.x = std::clamp(x / weight / width, 0.0, 1.0);
+        p.y = std::clamp(y / weight / height, 0.0, 1.0);
+    }
+    return p;
 }
 
 FaceRect tight_face(const FaceRect& widened) {

@@ -189,19 +189,17 @@ void scene(std::mt19937& rng, bool plain, Tally& t) {
             if (subject.at<uint8_t>(yy, xx))
                 ground.at<cv::Vec3b>(yy, xx) = ((xx / 4 + yy / 4) % 2) ? a : b;
     const int area = cv::countNonZero(subject);
-    const auto keeps = [&](const CropRect& c) {
-        return cv::countNonZero(
-                   subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1))) *
-                   100 >=
-               area * 95;
+    // The share of the subject inside a crop; kept at 95%.
+    const auto held = [&](const CropRect& c) {
+        return static_cast<double>(cv::countNonZero(
+                   subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1)))) /
+               area;
     };
     const host::FocalPoint focus = answer(ground, {1.0}, false, plain).focus;
     t.focusOnSubject += std::hypot(focus.x * W - x, focus.y * H - y) <= r;
     for (double ratio : kRatios) {
         const std::vector<CropRect> crops = answer(ground, {ratio}, false, plain).crops;
         const CropRect c = crops.at(0);
-        const int inside = cv::countNonZero(
-            subject(cv::Rect(c.left, c.top, c.right - c.left + 1, c.bottom - c.top + 1)));
         ++t.scenes;
         t.touches += (c.left > 0 && x - r <= c.left) || (c.top > 0 && y - r <= c.top) ||
                      (c.right < W - 1 && x + r >= c.right) ||
@@ -210,15 +208,15 @@ void scene(std::mt19937& rng, bool plain, Tally& t) {
         t.areaShare += (c.right - c.left + 1.0) * (c.bottom - c.top + 1.0) / largest;
         for (size_t k = 1; k < crops.size(); ++k) {
             ++t.sceneAlternatives;
-            t.alternativesKept += keeps(crops[k]);
+            t.alternativesKept += held(crops[k]) >= 0.95;
         }
-        const bool kept = inside * 100 >= area * 95;
+        const bool kept = held(c) >= 0.95;
         t.kept += kept;
         if (!kept && std::getenv("SMARTCROP_EVALUATION_VERBOSE")) {
             std::fprintf(
                 stderr, "%s: scene %d ratio %.2f subject (%d,%d) r %d kept %.2f crop %d,%d-%d,%d\n",
-                plain ? "library" : "layer", t.scenes / 4, ratio, x, y, r,
-                static_cast<double>(inside) / area, c.left, c.top, c.right, c.bottom);
+                plain ? "library" : "layer", t.scenes / 4, ratio, x, y, r, held(c), c.left, c.top,
+                c.right, c.bottom);
         }
     }
 }

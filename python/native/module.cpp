@@ -111,6 +111,10 @@ public:
         std::lock_guard<std::mutex> lock(busy);
         return boxes_of(open().faces());
     }
+    bool looked_for_faces() {
+        std::lock_guard<std::mutex> lock(busy);
+        return open().looked_for_faces();
+    }
     std::pair<double, double> focal_point() {
         py::gil_scoped_release unlocked;
         std::lock_guard<std::mutex> lock(busy);
@@ -184,6 +188,7 @@ PYBIND11_MODULE(_native, m) {
         .def("suggest", &Analysis::suggest, py::arg("options"))
         .def("faces", &Analysis::faces)
         .def("focal_point", &Analysis::focal_point)
+        .def_property_readonly("looked_for_faces", &Analysis::looked_for_faces)
         .def("close", &Analysis::close)
         .def_property_readonly("closed", &Analysis::closed)
         .def_property_readonly("width", &Analysis::width)

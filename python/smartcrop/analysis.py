@@ -175,7 +175,6 @@ class Analysis:
                  source: ImageLike) -> None:
         self._native = native
         self._faces = faces
-        self._looked_for_faces = faces
         self._roi = list(roi)
         # What crop() cuts from: the caller's array or PIL image as handed
         # in (not copied), or the file's path, opened again at full size.
@@ -214,7 +213,6 @@ class Analysis:
             _ensure_face_detector()
         crops, boxes, focus = self._native.suggest(texts)
         self._roi = rois
-        self._looked_for_faces = self._looked_for_faces or use_faces
         return Answer([Crop(*c) for c in crops], [Box(*b) for b in boxes], focus)
 
     def suggest(self, aspect: Optional[AspectLike] = None, *, size: SizeLike = None,
@@ -245,7 +243,7 @@ class Analysis:
         """The faces found, as the library counts them: the detector's boxes
         widened 1.5 times about their centres, full-resolution pixels. An
         analysis made without faces looks for them once, here."""
-        if not self._looked_for_faces:
+        if not self._native.looked_for_faces:
             self.answer(faces=True, count=1)
         return [Box(*b) for b in self._native.faces()]
 
